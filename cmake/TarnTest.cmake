@@ -1,0 +1,17 @@
+include(GoogleTest)
+
+# tarn_add_test(NAME SOURCES file... [LIBRARIES target...] [LABELS label...])
+#
+# A test program whose tests run one process each, inside the sandbox: /etc/tarn, /var/log and /sys/kernel/security/tarn
+# are private and empty, and there is no kernel entry unless the test makes one.
+function(tarn_add_test name)
+    cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES;LABELS" ${ARGN})
+    add_executable(${name} ${arg_SOURCES})
+    target_link_libraries(${name} PRIVATE tarn_test_support ${arg_LIBRARIES})
+    set_target_properties(${name} PROPERTIES
+        RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests
+        CROSSCOMPILING_EMULATOR "$<TARGET_FILE:tarn-sandbox>;--kernel=none;--")
+    add_dependencies(${name} tarn-sandbox)
+    gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES
+        SKIP_RETURN_CODE 77 TIMEOUT 300 LABELS "${arg_LABELS}")
+endfunction()

@@ -1,0 +1,1 @@
+#include "libtarnlabelmgr/LabelManager.h"

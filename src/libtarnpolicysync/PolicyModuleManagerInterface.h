@@ -1,0 +1,304 @@
+// The policy manager: what a host includes. One object takes the rule set, compiles it into kernel messages under
+// "/etc/tarn/.policydata" and delivers them to the kernel module. The order of use:
+//
+//     PolicyModuleManagerInterface manager;                        // reads configuration, name numbers, variables
+//     manager.prepareWork();                                       // class definitions
+//     manager.setNamespaceFuncInfo("net", "netmod", "check");      // what the kernel may be told about
+//     manager.setFileToGetLabelMap("subject_file", "/usr/bin/a");  // names whose labels the rules need
+//     manager.addPolicy("base", group);                            // PolicyDb group, filled with rules
+//     unsigned int status = manager.compileData();
+//     if (status == 0) {
+//         status = manager.sendPolicy();
+//     }
+//
+// Failures are logged once, where they are found, in "/var/log/tarn-policy.log" (Common/Common.h: writeLog). Statuses are 0
+// for success, 1 for a local failure, the errno of a refused kernel write unchanged (Common/KernelAnswers.h lists
+// the kernel's own answers), and -1 from some file operations; where a status is unsigned, -1 reads 0xFFFFFFFF. In the
+// lists below, "errno" stands for any errno of a failed write and "label" for any error code of the label manager.
+//
+// One host drives one object, and only one process at a time may work on the files under "/etc/tarn". Setters and
+// modifyDynamicVariable may be called from several threads; nothing may be registered or changed while a compilation
+// or delivery runs. A mutex that can't be locked throws std::system_error.
+//
+// Size and order of the members are part of the binary interface.
+#ifndef TARN_POLICY_MODULE_MANAGER_INTERFACE_H
+#define TARN_POLICY_MODULE_MANAGER_INTERFACE_H
+
+#include <json/value.h>
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <tuple>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "PolicyTypes.h"
+
+#ifndef TARN_API
+#define TARN_API __attribute__((visibility("default")))
+#endif
+
+// The 30 words that name a device type; a rule of such a permission class has a device for its object. Compared exactly.
+TARN_API extern const std::vector<std::string> deviceTypeList;
+
+// The 38 capability names; a name's position is its Linux capability number.
+TARN_API extern const std::vector<std::string> capabilityList;
+
+// True for the operator codes of a condition node: 1, 2, 3 and 5 to 10.
+TARN_API bool isOperator(unsigned int code);
+
+// Turns a condition from postfix into prefix order. `prefix` is cleared and filled. Surplus operands are kept, the last
+// one first.
+// Status:
+//     0  converted
+//     1  an operator lacks operands, logged at level 1; `prefix` is empty
+TARN_API int postToPreFix(std::vector<ExprNode> postfix, std::vector<ExprNode>& prefix);
+
+// Writes the begin message (type 1) or the end message (type 2), 20 bytes each, into "/etc/tarn/.policydata", which must
+// exist. Any other type writes nothing.
+// Status:
+//     0           written, or unknown type
+//     0xFFFFFFFF  the file could not be opened
+//     errno       the write failed
+TARN_API unsigned int compileKernelMsg(unsigned int type);
+
+// Cuts rules into n slices of nearly equal length, in order, the longer ones first. `slices` must hold n vectors; each is
+// replaced by copies.
+// Status:
+//     0  cut
+//     1  n is less than 1, logged at level 1
+TARN_API int splitVector(const std::vector<PolicyNode>& nodes, int n, std::vector<std::vector<PolicyNode>>& slices);
+
+class TARN_API PolicyModuleManagerInterface {
+public:
+    // Reads "/etc/tarn/tarn-policy.conf" (threadnum, printtime, loglevel, logflag), the name numbers of
+    // "/etc/tarn/scene_info" and the dynamic variables of "/etc/tarn/dynamicinfo". Missing files are no error; bad lines
+    // are logged and skipped. Sets the process-wide log level.
+    PolicyModuleManagerInterface();
+    ~PolicyModuleManagerInterface();
+    PolicyModuleManagerInterface(const PolicyModuleManagerInterface&) = delete;
+    PolicyModuleManagerInterface& operator=(const PolicyModuleManagerInterface&) = delete;
+
+    // Loads the class definitions "/etc/tarn/tarn-main/class-def.conf", which every compilation of rules needs. A later
+    // call replaces them.
+    // Status:
+    //     0  loaded
+    //     1  missing or not valid JSON, logged at level 1
+    int prepareWork();
+
+    // Stores a deep copy of `db` under `key`; an earlier group of that key is replaced, never extended.
+    // Status:
+    //     0  stored
+    int addPolicy(std::string key, PolicyDb& db);
+
+    // Empties functions, namespaces, rules, files to label, devices, kernel modules and users. Name numbers, dynamic
+    // variables, class definitions and configuration stay.
+    void clearAllPolicy();
+
+    // Registers a namespace without functions; one that is known keeps its functions.
+    // Status:
+    //     0  registered
+    //     1  empty name, logged at level 1
+    int setNamespaceInfo(std::string strNamespace);
+
+    // Appends the function "strKmodName:strFuncName" to its namespace, which is created where needed. Its place in the
+    // list becomes its number with the next namespace message. One that is known already stays where it is.
+    // Status:
+    //     0  registered
+    //     1  an empty argument, logged at level 1
+    int setNamespaceFuncInfo(std::string strNamespace, std::string strKmodName, std::string strFuncName);
+
+    // Adds the namespaces and functions of "/etc/tarn/funcinfo", the last delivered ones, to those registered. A missing
+    // file is no error; bad lines are logged at level 1 and skipped.
+    void initNamespaceFuncInfo();
+
+    // Stores the numeric identifier of a user name, replacing an earlier one.
+    // Status:
+    //     0  stored
+    //     1  empty name, logged at level 1
+    int setUidInfo(std::string sUserName, unsigned int uid);
+
+    // Registers a name whose labels are wanted, under its kind: "subject_pkg", "subject_file", "subject_recurfile",
+    // "object_pkg", "object_file", "object_recurfile", "object_dir" or "object_lnkfile". Names under other keys are
+    // fetched and never used.
+    // Status:
+    //     0  registered, or known already
+    //     1  an empty argument, logged at level 1
+    int setFileToGetLabelMap(std::string sMapKey, std::string sMapValue);
+
+    // Registers a device whose identifier is wanted; duplicates are kept.
+    // Status:
+    //     0  registered
+    //     1  empty name, logged at level 1
+    int addToDeviceVec(std::string device);
+
+    // Registers a kernel module whose identifier is wanted; duplicates are kept.
+    // Status:
+    //     0  registered
+    //     1  empty name, logged at level 1
+    int addToKmodVec(std::string kmod);
+
+    // Gives the name of the class that a permission class derives from.
+    // Status:
+    //     0  `parent` is set
+    //     1  unknown class (level 1) or a class without parent (level 4); `parent` is as it was
+    int getParentClass(std::string className, std::string& parent);
+
+    // Stores the number of a capability, named in any letter case, in the first word of `oid`; the other words stay.
+    // Status:
+    //     0  stored
+    //     1  empty or unknown name, logged at level 1
+    int getCapOid(std::string capName, TARN_ID& oid);
+
+    // Compiles everything registered into "/etc/tarn/.policydata", which is removed and made anew, with the side files
+    // "/etc/tarn/.scene_info", ".funcinfo" and ".userinfo". Asks the label manager for labels and identifiers. After a
+    // failure the partial directory stays until the next compilation. On success the next sendPolicy drops the dynamic
+    // variables.
+    // Status:
+    //     0           compiled
+    //     1           directory, namespace message or rules failed, logged at level 1
+    //     0xFFFFFFFF  a file could not be opened
+    //     errno       a write failed
+    //     label       the label manager's error code
+    unsigned int compileData();
+
+    // compileData, then finalizeTmpFile: a set under its final name for a later initial delivery.
+    // Status:
+    //     0           compiled and renamed
+    //     1           as compileData, or a rename failed
+    //     0xFFFFFFFF  as compileData, or a parent directory could not be opened
+    //     errno       a write failed
+    //     label       the label manager's error code
+    unsigned int compileInitData();
+
+    // Delivers one message file, at most 1 MiB of it, in one write to the kernel. A missing file counts as sent (level 2).
+    // The path must lie under "/etc/tarn/" or "/sys/kernel/security/tarn/".
+    // Status:
+    //     0           sent, or no such file
+    //     1           path refused, not readable or a link
+    //     0xFFFFFFFF  the kernel's entry could not be opened
+    //     errno       the kernel refused the message
+    unsigned int sendSinglePolicy(const std::string& path);
+
+    // The same for any path without escapes, for instance below a mount point.
+    // Status:
+    //     0           sent, or no such file
+    //     1           path refused, not readable or a link
+    //     0xFFFFFFFF  the kernel's entry could not be opened
+    //     errno       the kernel refused the message
+    unsigned int sendSinglePolicyWithFullPath(const std::string& path);
+
+    // Delivers "/etc/tarn/.policydata": begin message, namespace message, every other regular file, end message. Then
+    // replays the dynamic variables, or drops them when the set came from a full compilation of this object, and
+    // renames the temporary files. Stops at the first refused message; what was sent stays in the kernel and the files
+    // keep their temporary names. Without a set to deliver it returns 0 with a notice.
+    // Status:
+    //     0           delivered, or nothing to deliver
+    //     1           a local failure: a file could not be read, a rename failed
+    //     0xFFFFFFFF  the kernel's entry or a parent directory could not be opened
+    //     errno       the kernel refused a message
+    unsigned int sendPolicy();
+
+    // Renames ".scene_info", ".funcinfo", ".userinfo" and ".policydata" under "/etc/tarn" to their final names; an older
+    // "/etc/tarn/policydata" is removed first. A missing ".funcinfo" or ".userinfo" is passed over.
+    // Status:
+    //     0   renamed
+    //     1   ".scene_info" or ".policydata" could not be renamed
+    //     -1  a path was refused or a parent directory could not be opened
+    int finalizeTmpFile();
+
+    // Switches a dynamic variable of the kernel on (any value but 0) or off, keeps the value, and with `save` rewrites
+    // "/etc/tarn/dynamicinfo". The kernel must provide the entry.
+    // Status:
+    //     0  switched
+    //     1  bad name, entry missing or not writable (nothing changed), or the file could not be written (kernel and
+    //        table hold the new value)
+    int modifyDynamicVariable(std::string nsName, std::string varName, unsigned int value, bool save);
+
+    // Replays dynamic variables into the kernel: those of this object, or, with a mount prefix, those of the prefix's
+    // "/etc/tarn/dynamicinfo". Single refusals are logged and passed over.
+    // Status:
+    //     0   replayed
+    //     -1  bad prefix or unreadable file
+    int sendDynamicInfo(std::string prefix);
+
+    // Forgets all dynamic variables and removes "/etc/tarn/dynamicinfo". The kernel's switches stay as they are.
+    // Status:
+    //     0  cleared
+    //     1  the file could not be removed
+    int clearDynamicVariableInfo();
+
+protected:
+    using LabelAnswer = std::map<std::string, std::map<std::string, std::vector<TARN_ID>>>;
+    using OidMap = std::map<std::string, TARN_ID>;
+    using DynamicVariables = std::map<std::tuple<std::string, std::string>, unsigned int>;
+
+    // core
+    void initConfigInfo();
+    int importPermData();
+    int transPerm(std::string className, std::string permName, int& classValue, int& permValue);
+    unsigned int getPolicyType(TARN_ID id);
+    void printTime(std::string stage, std::string label);
+
+    // registry
+    void importNameInfo();
+    int getNameId(std::string strNamespace, int& id);
+    int getFuncId(std::string strNamespace, std::string strModuleName, std::string strFuncName, int& id);
+    int compileKernelNamespaceMsg();
+
+    // labels
+    int verifyLabelResult(LabelAnswer& result);
+    int parsePolicyData();
+    int processUserInfo();
+
+    // compiler
+    unsigned int makeSinglePolicy(PolicyNode node, TARN_ID subject, TARN_ID object, char*& cursor, unsigned long& used);
+    unsigned int makeSingleExprPolicy(PolicyNode node, ExprNode expr, char*& cursor, unsigned long& used);
+    unsigned int makeSingleDoFuncPolicy(PolicyNode node, DoFuncNode doFunc, char*& cursor, unsigned long& used);
+    int compileKernelPolicyMsg();
+    int compileKernelPolicyThread(std::string prefix, std::vector<PolicyNode> slice, std::string directory,
+                                  std::vector<int>& results, std::mutex& mutex);
+
+    // delivery
+    unsigned int sendSinglePolicyInternal(const std::string& path, bool fullPath);
+    int initDynamicVariableInfo();
+    int importDynamicVariableInfo(std::string prefix, DynamicVariables& map, bool escapeCheckOnly);
+
+    // Each table is guarded by the mutex after it; no operation holds two of them.
+    std::map<std::string, PolicyDb> m_mapPolicy;
+    std::mutex m_mutexPolicy;
+    std::unordered_map<std::string, std::vector<std::string>> m_mapNamespaceFunc;
+    std::mutex m_mutexNamespaceFunc;
+    std::map<std::string, std::vector<std::string>> m_mapFileToGetLabel;
+    std::mutex m_mutexFileToGetLabel;
+    std::vector<std::string> deviceVec;
+    std::mutex deviceVecMutex;
+    std::vector<std::string> kmodVec;
+    std::mutex kmodVecMutex;
+    std::unordered_map<std::string, unsigned int> m_mapUserUid;
+    std::mutex m_mutexUserUid;
+    std::unordered_map<std::string, unsigned int> m_mapNameId;
+    std::mutex m_mutexNameId;
+    std::map<std::pair<std::string, std::string>, unsigned int> m_mapFuncId;
+    std::mutex m_mutexFuncId;
+    DynamicVariables dynamicVarMap;
+    std::mutex dynamicVarMutex;
+
+    Json::Value classDefRoot;       // written by importPermData alone, read by the compiler threads
+    std::uint16_t threadnum = 0;    // compiler threads; never 0 after construction
+    bool fullCompiled = false;      // the last successful compilation was a full one
+    unsigned int printtime = 0;     // non-zero: stage stopwatch on
+    std::unordered_map<std::string, std::int64_t> timeMap;  // stage to milliseconds
+    std::mutex timeMutex;
+    bool logflag = false;           // extra traces and byte dumps
+
+private:
+    struct Private;
+    std::unique_ptr<Private> m_private;  // whatever is added later lives behind it, so that hosts need no rebuild
+};
+
+#endif
