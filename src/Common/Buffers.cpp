@@ -16,7 +16,9 @@ std::uint32_t crc32(const unsigned char* data, unsigned long length) {
     return crc ^ 0xFFFFFFFF;
 }
 
-unsigned long string_length(const char* text) { return std::strlen(text); }
+unsigned long string_length(const char* text) {
+    return std::strlen(text);
+}
 
 std::uint32_t stringToId(const char* name) {
     return crc32(reinterpret_cast<const unsigned char*>(name), string_length(name));
