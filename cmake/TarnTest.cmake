@@ -9,6 +9,7 @@ function(tarn_add_test name)
     add_executable(${name} ${arg_SOURCES})
     target_link_libraries(${name} PRIVATE tarn_test_support ${arg_LIBRARIES})
     set_target_properties(${name} PROPERTIES
+        ENABLE_EXPORTS ON
         RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests
         CROSSCOMPILING_EMULATOR "$<TARGET_FILE:tarn-sandbox>;--kernel=none;--")
     add_dependencies(${name} tarn-sandbox)

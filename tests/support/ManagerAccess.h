@@ -47,6 +47,17 @@ public:
     using PolicyModuleManagerInterface::printtime;
     using PolicyModuleManagerInterface::threadnum;
     using PolicyModuleManagerInterface::timeMap;
+
+    using PolicyModuleManagerInterface::deviceVecMutex;
+    using PolicyModuleManagerInterface::dynamicVarMutex;
+    using PolicyModuleManagerInterface::kmodVecMutex;
+    using PolicyModuleManagerInterface::m_mutexFileToGetLabel;
+    using PolicyModuleManagerInterface::m_mutexFuncId;
+    using PolicyModuleManagerInterface::m_mutexNameId;
+    using PolicyModuleManagerInterface::m_mutexNamespaceFunc;
+    using PolicyModuleManagerInterface::m_mutexPolicy;
+    using PolicyModuleManagerInterface::m_mutexUserUid;
+    using PolicyModuleManagerInterface::timeMutex;
 };
 
 #endif
