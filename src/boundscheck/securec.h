@@ -11,7 +11,7 @@ extern "C" {
 #endif
 
 #ifndef errno_t
-typedef int errno_t;
+typedef int errno_t;  /* NOLINT(modernize-use-using): C callers read this header, too */
 #endif
 
 #define SECUREC_MEM_MAX_LEN 0x7fffffffUL
