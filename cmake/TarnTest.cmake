@@ -3,7 +3,8 @@ include(GoogleTest)
 # tarn_add_test(NAME SOURCES file... [LIBRARIES target...] [LABELS label...])
 #
 # A test program whose tests run one process each, inside the sandbox: /etc/tarn, /var/log and /sys/kernel/security/tarn
-# are private and empty, and there is no kernel entry unless the test makes one.
+# are private and empty, and there is no kernel entry unless the test makes one. A label gives the target tests-<label>,
+# which builds the programs that carry it.
 function(tarn_add_test name)
     cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES;LABELS" ${ARGN})
     add_executable(${name} ${arg_SOURCES})
@@ -13,6 +14,12 @@ function(tarn_add_test name)
         RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests
         CROSSCOMPILING_EMULATOR "$<TARGET_FILE:tarn-sandbox>;--kernel=none;--")
     add_dependencies(${name} tarn-sandbox)
+    foreach(label IN LISTS arg_LABELS)
+        if(NOT TARGET tests-${label})
+            add_custom_target(tests-${label})
+        endif()
+        add_dependencies(tests-${label} ${name})
+    endforeach()
     gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES
         SKIP_RETURN_CODE 77 TIMEOUT 300 LABELS "${arg_LABELS}")
 endfunction()
