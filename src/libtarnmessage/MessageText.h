@@ -1,0 +1,44 @@
+// Messages as text for people: what stands in a header, a namespace block, a policy record.
+#ifndef TARN_MESSAGE_TEXT_H
+#define TARN_MESSAGE_TEXT_H
+
+#include <string>
+#include <string_view>
+
+#include "libtarnmessage/FunctionTable.h"
+#include "libtarnmessage/MessageViews.h"
+
+namespace tarnmessage {
+
+// "begin", "end", "policy", "namespace", or "type 9".
+std::string messageTypeText(std::uint32_t type);
+
+// Bytes between quotation marks; what is not printable ASCII, and quotation mark and backslash, as \xHH.
+std::string quoted(std::string_view bytes);
+// The same without the marks, and with blanks escaped too: one word.
+std::string escaped(std::string_view bytes);
+
+// Three words in hexadecimal, joined by ":".
+std::string identifierText(const TARN_ID& identifier);
+
+// A record's condition. Operators and operands that have no name of their own are op and operand with their code, the
+// value of a dynamic variable stands in brackets. Function numbers become names where the table knows them, else
+// "function#3". Empty text for a record without a condition.
+//   prefix:  op2 netmod:check(7, "ab") not net:usb_block[1]
+//   infix:   (netmod:check(7, "ab") op2 not net:usb_block[1])
+std::string conditionPrefixText(const PolicyRecordView& record, const FunctionTable& functions);
+std::string conditionInfixText(const PolicyRecordView& record, const FunctionTable& functions);
+// "netmod:log("denied"), netmod:count()"
+std::string actionsText(const PolicyRecordView& record, const FunctionTable& functions);
+
+// The record in one line, every field by its name, the condition in prefix order: equal records give equal lines. A
+// line has no line feed of its own.
+std::string recordLine(const PolicyRecordView& record, const FunctionTable& functions);
+
+// The record on several lines, for reading.
+std::string recordText(const PolicyRecordView& record, const FunctionTable& functions);
+std::string namespaceText(const NamespaceView& block);
+
+}  // namespace tarnmessage
+
+#endif
