@@ -1,5 +1,6 @@
 // The layouts and constants that the library shares with the kernel module. All numbers are little-endian, nothing is
-// aligned or padded beyond what stands here, and strings are bytes without a terminator whose length stands before them.
+// aligned or padded beyond what stands here, and strings are bytes without a terminator whose length stands before
+// them.
 //
 //   message   = MessageHeader, records, end number          (begin and end messages are the header alone)
 //   namespace = magic, NameNodeRecord, name, { FuncNodeRecord, "module:function" }
@@ -20,10 +21,10 @@ namespace kernelmsg {
 #endif
 
 inline constexpr std::uint32_t kFormat = 1;
-inline constexpr std::uint32_t kMagicNumber = 0x5A5AA5A5;      // before every record
-inline constexpr std::uint32_t kEndNumber = 0x1234FFFF;        // after the last record of a type 3 or 4 message
-inline constexpr unsigned long kMessageCapacity = 0x100000;    // the kernel takes at most 1 MiB in one write
-inline constexpr int kRecordsPerMessage = 10000;               // a policy message is closed at this many records
+inline constexpr std::uint32_t kMagicNumber = 0x5A5AA5A5;    // before every record
+inline constexpr std::uint32_t kEndNumber = 0x1234FFFF;      // after the last record of a type 3 or 4 message
+inline constexpr unsigned long kMessageCapacity = 0x100000;  // the kernel takes at most 1 MiB in one write
+inline constexpr int kRecordsPerMessage = 10000;             // a policy message is closed at this many records
 
 enum MessageType : std::uint32_t { kTypeBegin = 1, kTypeEnd = 2, kTypePolicy = 3, kTypeNamespace = 4 };
 
@@ -48,8 +49,8 @@ inline constexpr std::uint64_t kSpecialIdentifier = 0xFFFFFFFFFFFFFFFF;
 
 struct MessageHeader {
     std::uint32_t format;
-    std::uint32_t length;       // of the whole message: header, records and end number
-    std::uint32_t recordSize;   // of the fixed part of a record: 0, PolicyNodeRecord or NameNodeRecord
+    std::uint32_t length;      // of the whole message: header, records and end number
+    std::uint32_t recordSize;  // of the fixed part of a record: 0, PolicyNodeRecord or NameNodeRecord
     std::uint32_t recordCount;
     std::uint32_t type;
 };
@@ -62,7 +63,7 @@ struct NameNodeRecord {
 };
 
 struct FuncNodeRecord {
-    std::uint32_t functionId;   // 1 for the first function of its namespace
+    std::uint32_t functionId;  // 1 for the first function of its namespace
     std::uint32_t nameLength;
 };
 
@@ -74,7 +75,7 @@ struct PolicyNodeRecord {
     std::uint32_t attrA;
     std::uint32_t permClass;
     std::uint32_t perm;
-    std::uint32_t ext[5];       // the second one is the namespace's name number
+    std::uint32_t ext[5];  // the second one is the namespace's name number
     std::uint32_t exprCount;
     std::uint32_t actionCount;
 };
@@ -82,15 +83,15 @@ struct PolicyNodeRecord {
 // A condition node or an action (an action is a call with value and name length 0).
 struct ExprRecord {
     std::uint32_t type;
-    std::uint32_t value;        // constants and dynamic variables
-    std::uint32_t functionId;   // calls
+    std::uint32_t value;       // constants and dynamic variables
+    std::uint32_t functionId;  // calls
     std::uint32_t paramCount;
-    std::uint32_t nameLength;   // dynamic variables: bytes of "namespace:variable", which follow
+    std::uint32_t nameLength;  // dynamic variables: bytes of "namespace:variable", which follow
 };
 
 struct ParamInfo {
     std::uint32_t type;
-    std::uint32_t length;       // bytes of a string; 0 for an integer, whose 8 bytes follow
+    std::uint32_t length;  // bytes of a string; 0 for an integer, whose 8 bytes follow
 };
 
 static_assert(sizeof(MessageHeader) == 20 && sizeof(NameNodeRecord) == 24 && sizeof(FuncNodeRecord) == 8);

@@ -3,9 +3,14 @@
 #ifndef TARN_PATHS_H
 #define TARN_PATHS_H
 
+#include <fcntl.h>
+
 #include <string>
 
 namespace paths {
+
+// How every message and state file is opened: replaced as a whole, never through a link.
+inline constexpr unsigned int kWriteFlags = O_RDWR | O_CREAT | O_TRUNC | O_NOFOLLOW;
 
 // What the library reads.
 inline constexpr char kConfiguration[] = "/etc/tarn/tarn-policy.conf";
@@ -35,7 +40,9 @@ inline constexpr char kKernelDeliver[] = "/sys/kernel/security/tarn/policy_deliv
 inline constexpr char kKernelParameters[] = "/sys/kernel/security/tarn/paras/";
 
 // The prefix of the files that one compiler thread writes: section (the key of the rule group), "_", slice number.
-inline std::string slicePrefix(const std::string& section, int slice) { return section + "_" + std::to_string(slice); }
+inline std::string slicePrefix(const std::string& section, int slice) {
+    return section + "_" + std::to_string(slice);
+}
 
 // The name of one policy message file: prefix, namespace, group and file index, joined by "_". The pieces may hold "_"
 // themselves, so two groups can come out at one name; the later file then replaces the earlier one.
@@ -44,7 +51,9 @@ inline std::string policyFileName(const std::string& prefix, const std::string& 
     return prefix + "_" + nameSpace + "_" + group + "_" + std::to_string(index);
 }
 
-inline std::string inDirectory(const std::string& directory, const std::string& name) { return directory + "/" + name; }
+inline std::string inDirectory(const std::string& directory, const std::string& name) {
+    return directory + "/" + name;
+}
 
 // The kernel entry of one dynamic variable.
 inline std::string kernelParameter(const std::string& nameSpace, const std::string& variable) {

@@ -11,8 +11,8 @@
 //         status = manager.sendPolicy();
 //     }
 //
-// Failures are logged once, where they are found, in "/var/log/tarn-policy.log" (Common/Common.h: writeLog). Statuses are 0
-// for success, 1 for a local failure, the errno of a refused kernel write unchanged (Common/KernelAnswers.h lists
+// Failures are logged once, where they are found, in "/var/log/tarn-policy.log" (Common/Common.h: writeLog). Statuses
+// are 0 for success, 1 for a local failure, the errno of a refused kernel write unchanged (Common/KernelAnswers.h lists
 // the kernel's own answers), and -1 from some file operations; where a status is unsigned, -1 reads 0xFFFFFFFF. In the
 // lists below, "errno" stands for any errno of a failed write and "label" for any error code of the label manager.
 //
@@ -42,7 +42,8 @@
 #define TARN_API __attribute__((visibility("default")))
 #endif
 
-// The 30 words that name a device type; a rule of such a permission class has a device for its object. Compared exactly.
+// The 30 words that name a device type; a rule of such a permission class has a device for its object. Compared
+// exactly.
 TARN_API extern const std::vector<std::string> deviceTypeList;
 
 // The 38 capability names; a name's position is its Linux capability number.
@@ -58,17 +59,15 @@ TARN_API bool isOperator(unsigned int code);
 //     1  an operator lacks operands, logged at level 1; `prefix` is empty
 TARN_API int postToPreFix(std::vector<ExprNode> postfix, std::vector<ExprNode>& prefix);
 
-// Writes the begin message (type 1) or the end message (type 2), 20 bytes each, into "/etc/tarn/.policydata", which must
-// exist. Any other type writes nothing.
-// Status:
+// Writes the begin message (type 1) or the end message (type 2), 20 bytes each, into "/etc/tarn/.policydata", which
+// must exist. Any other type writes nothing. Status:
 //     0           written, or unknown type
 //     0xFFFFFFFF  the file could not be opened
 //     errno       the write failed
 TARN_API unsigned int compileKernelMsg(unsigned int type);
 
-// Cuts rules into n slices of nearly equal length, in order, the longer ones first. `slices` must hold n vectors; each is
-// replaced by copies.
-// Status:
+// Cuts rules into n slices of nearly equal length, in order, the longer ones first. `slices` must hold n vectors; each
+// is replaced by copies. Status:
 //     0  cut
 //     1  n is less than 1, logged at level 1
 TARN_API int splitVector(const std::vector<PolicyNode>& nodes, int n, std::vector<std::vector<PolicyNode>>& slices);
@@ -76,8 +75,8 @@ TARN_API int splitVector(const std::vector<PolicyNode>& nodes, int n, std::vecto
 class TARN_API PolicyModuleManagerInterface {
 public:
     // Reads "/etc/tarn/tarn-policy.conf" (threadnum, printtime, loglevel, logflag), the name numbers of
-    // "/etc/tarn/scene_info" and the dynamic variables of "/etc/tarn/dynamicinfo". Missing files are no error; bad lines
-    // are logged and skipped. Sets the process-wide log level.
+    // "/etc/tarn/scene_info" and the dynamic variables of "/etc/tarn/dynamicinfo". Missing files are no error; bad
+    // lines are logged and skipped. Sets the process-wide log level.
     PolicyModuleManagerInterface();
     ~PolicyModuleManagerInterface();
     PolicyModuleManagerInterface(const PolicyModuleManagerInterface&) = delete;
@@ -112,8 +111,8 @@ public:
     //     1  an empty argument, logged at level 1
     int setNamespaceFuncInfo(std::string strNamespace, std::string strKmodName, std::string strFuncName);
 
-    // Adds the namespaces and functions of "/etc/tarn/funcinfo", the last delivered ones, to those registered. A missing
-    // file is no error; bad lines are logged at level 1 and skipped.
+    // Adds the namespaces and functions of "/etc/tarn/funcinfo", the last delivered ones, to those registered. A
+    // missing file is no error; bad lines are logged at level 1 and skipped.
     void initNamespaceFuncInfo();
 
     // Stores the numeric identifier of a user name, replacing an earlier one.
@@ -175,9 +174,8 @@ public:
     //     label       the label manager's error code
     unsigned int compileInitData();
 
-    // Delivers one message file, at most 1 MiB of it, in one write to the kernel. A missing file counts as sent (level 2).
-    // The path must lie under "/etc/tarn/" or "/sys/kernel/security/tarn/".
-    // Status:
+    // Delivers one message file, at most 1 MiB of it, in one write to the kernel. A missing file counts as sent (level
+    // 2). The path must lie under "/etc/tarn/" or "/sys/kernel/security/tarn/". Status:
     //     0           sent, or no such file
     //     1           path refused, not readable or a link
     //     0xFFFFFFFF  the kernel's entry could not be opened
@@ -203,7 +201,8 @@ public:
     //     errno       the kernel refused a message
     unsigned int sendPolicy();
 
-    // Renames ".scene_info", ".funcinfo", ".userinfo" and ".policydata" under "/etc/tarn" to their final names; an older
+    // Renames ".scene_info", ".funcinfo", ".userinfo" and ".policydata" under "/etc/tarn" to their final names; an
+    // older
     // "/etc/tarn/policydata" is removed first. A missing ".funcinfo" or ".userinfo" is passed over.
     // Status:
     //     0   renamed
@@ -288,13 +287,13 @@ protected:
     DynamicVariables dynamicVarMap;
     std::mutex dynamicVarMutex;
 
-    Json::Value classDefRoot;       // written by importPermData alone, read by the compiler threads
-    std::uint16_t threadnum = 0;    // compiler threads; never 0 after construction
-    bool fullCompiled = false;      // the last successful compilation was a full one
-    unsigned int printtime = 0;     // non-zero: stage stopwatch on
+    Json::Value classDefRoot;     // written by importPermData alone, read by the compiler threads
+    std::uint16_t threadnum = 0;  // compiler threads; never 0 after construction
+    bool fullCompiled = false;    // the last successful compilation was a full one
+    unsigned int printtime = 0;   // non-zero: stage stopwatch on
     std::unordered_map<std::string, std::int64_t> timeMap;  // stage to milliseconds
     std::mutex timeMutex;
-    bool logflag = false;           // extra traces and byte dumps
+    bool logflag = false;  // extra traces and byte dumps
 
 private:
     struct Private;

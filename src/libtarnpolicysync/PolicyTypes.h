@@ -17,9 +17,9 @@ static_assert(sizeof(TARN_ID) == 24, "identifiers travel to the kernel as 24 raw
 
 // One argument of a function call.
 struct FuncParam {
-    std::int64_t iData = 0;          // the value, when uiParamType is 2
-    std::string strData;             // the text, when uiParamType is 3
-    unsigned int uiParamType = 0;    // 2 integer, 3 string; anything else is refused by the encoder
+    std::int64_t iData = 0;        // the value, when uiParamType is 2
+    std::string strData;           // the text, when uiParamType is 3
+    unsigned int uiParamType = 0;  // 2 integer, 3 string; anything else is refused by the encoder
 };
 
 // One node of a rule's condition. Conditions are stored in postfix order.
@@ -43,22 +43,22 @@ struct DoFuncNode {
 
 // One rule. It covers every pair of one of its subjects and one of its objects.
 struct PolicyNode {
-    unsigned int uiAttrA = 0;                  // written at offset 56 of the policy node record
-    unsigned int uiAttrB = 0;                  // written at offset 4 of the policy node record
-    bool bSubjectFlag = true;                  // true: vecSubjectId is given; false: it is made from vecSubjectName
+    unsigned int uiAttrA = 0;  // written at offset 56 of the policy node record
+    unsigned int uiAttrB = 0;  // written at offset 4 of the policy node record
+    bool bSubjectFlag = true;  // true: vecSubjectId is given; false: it is made from vecSubjectName
     std::vector<TARN_ID> vecSubjectId;
     std::vector<std::string> vecSubjectName;
-    bool bObjectFlag = true;                   // true: vecObjectId is given; false: it is made from vecObjectName
+    bool bObjectFlag = true;  // true: vecObjectId is given; false: it is made from vecObjectName
     std::vector<TARN_ID> vecObjectId;
     std::vector<std::string> vecObjectName;
-    std::string sPermClass;                    // permission class, as in the class definitions
-    std::string sPerm;                         // permission within the class
-    std::vector<ExprNode> vecExpr;             // condition in postfix order; empty for none
-    std::vector<DoFuncNode> vecDoFunc;         // actions, in order
-    unsigned int uiExt[5] = {0, 0, 0, 0, 0};   // offsets 68 to 87; the second word gives way to the namespace's number
+    std::string sPermClass;                   // permission class, as in the class definitions
+    std::string sPerm;                        // permission within the class
+    std::vector<ExprNode> vecExpr;            // condition in postfix order; empty for none
+    std::vector<DoFuncNode> vecDoFunc;        // actions, in order
+    unsigned int uiExt[5] = {0, 0, 0, 0, 0};  // offsets 68 to 87; the second word gives way to the namespace's number
     std::string strNamespace;
-    std::string strGroup;                      // rules of equal namespace and group share messages and files
-    std::string strModuleName;                 // kernel module of the functions named in condition and actions
+    std::string strGroup;       // rules of equal namespace and group share messages and files
+    std::string strModuleName;  // kernel module of the functions named in condition and actions
 };
 
 // One group of rules: what the host hands over under one key.

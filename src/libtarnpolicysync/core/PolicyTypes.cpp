@@ -4,8 +4,8 @@
 #include "libtarnpolicysync/PolicyModuleManagerInterface.h"
 
 bool isOperator(unsigned int code) {
-    const bool beforeCall = code == kernelmsg::kExprNot || code == kernelmsg::kExprFirstBinary ||
-                            code == kernelmsg::kExprSecondBinary;
+    const bool beforeCall =
+        code == kernelmsg::kExprNot || code == kernelmsg::kExprFirstBinary || code == kernelmsg::kExprSecondBinary;
     return beforeCall || (code >= kernelmsg::kExprThirdBinary && code <= kernelmsg::kExprLastBinary);
 }
 
