@@ -66,20 +66,20 @@ const Json::Value* findMember(const Json::Value& object, const std::string& name
     return object.find(name.data(), name.data() + name.size());
 }
 
-// The class's own number, where it has one. False for an unknown class and for one whose content is no class.
-bool readClass(const Json::Value& classes, const std::string& className, int& classValue, Json::Value& definition) {
+// Finds the class and sets its number, where it has one. Null for an unknown class and for one whose content is no
+// class.
+const Json::Value* readClass(const Json::Value& classes, const std::string& className, int& classValue) {
     try {
-        const Json::Value* found = findMember(classes, className);
-        if (found == nullptr) {
-            return false;
+        const Json::Value* definition = findMember(classes, className);
+        if (definition == nullptr) {
+            return nullptr;
         }
-        definition = *found;
-        if (const Json::Value* value = findMember(definition, "value")) {
+        if (const Json::Value* value = findMember(*definition, "value")) {
             classValue = static_cast<int>(value->asUInt());
         }
-        return true;
+        return definition;
     } catch (const std::exception&) {
-        return false;
+        return nullptr;
     }
 }
 
@@ -127,12 +127,12 @@ int PolicyModuleManagerInterface::importPermData() {
 
 int PolicyModuleManagerInterface::transPerm(std::string className, std::string permName, int& classValue,
                                             int& permValue) {
-    Json::Value definition;
-    if (!readClass(classDefRoot, className, classValue, definition)) {
+    const Json::Value* definition = readClass(classDefRoot, className, classValue);
+    if (definition == nullptr) {
         TARN_LOG(kLogError, kWrongClass, "transPerm", className.c_str());
         return 1;
     }
-    if (!readPermission(definition, permName, permValue)) {
+    if (!readPermission(*definition, permName, permValue)) {
         TARN_LOG(kLogError, kWrongPermission, "transPerm", permName.c_str());
         return 1;
     }
