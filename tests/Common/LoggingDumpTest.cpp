@@ -94,7 +94,7 @@ TEST_P(HexDump, isLoggedWholeAtLevelThree) {
 }
 
 INSTANTIATE_TEST_SUITE_P(OfBytes, HexDump, testing::Values(0, 1, 2, 15, 16, 17, 31, 32, 33),
-                         [](const auto& info) { return std::to_string(info.param); });
+                         testing::PrintToStringParamName());
 
 TEST(HexDumpText, holdsTwoRulesOnlyForNoBytes) {
     EXPECT_EQ(printed(nullptr, 0),
