@@ -89,7 +89,9 @@ std::string escape(const char* text) {
 }
 
 std::string makePrefix(const char* file, int line, unsigned int level) {
-    std::string prefix = "[" + GetSystime() + "][" + std::to_string(static_cast<unsigned int>(getpid())) + "]";
+    constexpr std::size_t kStampBound = 24;  // whatever year the clock shows
+    std::string prefix =
+        "[" + GetSystime().substr(0, kStampBound) + "][" + std::to_string(static_cast<unsigned int>(getpid())) + "]";
     if (longPrefix.load()) {
         prefix += "(" + std::string(file == nullptr ? "(null)" : file) + ":" + std::to_string(line) + ")";
     }
