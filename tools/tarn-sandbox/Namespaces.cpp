@@ -12,6 +12,7 @@
 
 #include "Common/Handles.h"
 #include "Failure.h"
+#include "Layout.h"
 
 namespace sandbox {
 
@@ -19,10 +20,15 @@ namespace {
 
 constexpr mode_t kDirectoryMode = 0755;
 
+[[noreturn]] void refuse(const std::string& what) {
+    const std::string reason = std::strerror(errno);
+    throw NamespaceRefused(what + ": " + reason);
+}
+
 void writeProcFile(const char* path, const std::string& text) {
     const UniqueFd fd(open(path, O_WRONLY | O_CLOEXEC));
     if (!fd.valid() || write(fd.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
-        failWithErrno(std::string("cannot write ") + path);
+        refuse(std::string("cannot write ") + path);
     }
 }
 
@@ -31,7 +37,7 @@ void unshareWithUserNamespace() {
     const std::string uid = std::to_string(geteuid());
     const std::string gid = std::to_string(getegid());
     if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) {
-        failWithErrno("a user namespace is refused");
+        refuse("a user namespace is refused");
     }
     writeProcFile("/proc/self/setgroups", "deny");
     writeProcFile("/proc/self/uid_map", "0 " + uid + " 1");
@@ -49,13 +55,13 @@ bool unshareMounts() {
 
 void mountTmpfs(const std::string& path) {
     if (mount("tmpfs", path.c_str(), "tmpfs", MS_NOSUID | MS_NODEV, "mode=0755") != 0) {
-        failWithErrno("cannot mount a private tmpfs on " + path);
+        refuse("cannot mount a private tmpfs on " + path);
     }
 }
 
 void makeDirectory(const std::string& path) {
     if (mkdir(path.c_str(), kDirectoryMode) != 0 && errno != EEXIST) {
-        failWithErrno("cannot make " + path);
+        refuse("cannot make " + path);
     }
 }
 
@@ -76,7 +82,7 @@ bool overlayEtc(bool inUserNamespace) {
         "lowerdir=/etc,upperdir=" + upper + ",workdir=" + work + (inUserNamespace ? ",userxattr" : "");
     const bool mounted = mount("overlay", kEtc, "overlay", 0, data.c_str()) == 0;
     if (umount2(kVarLog, MNT_DETACH) != 0) {
-        failWithErrno("cannot detach the scratch tmpfs");
+        refuse("cannot detach the scratch tmpfs");
     }
     return mounted;
 }
@@ -122,7 +128,7 @@ void shadowByBinds(const std::string& folder) {
         }
         const std::string source = "/proc/self/fd/" + std::to_string(old.get()) + "/" + name;
         if (mount(source.c_str(), target.c_str(), nullptr, MS_BIND | MS_REC, nullptr) != 0) {
-            failWithErrno("cannot bind " + target);
+            refuse("cannot bind " + target);
         }
     }
 }
@@ -134,7 +140,7 @@ void provideDirectory(const std::string& path) {
     }
     const std::string parent = path.substr(0, path.rfind('/'));
     if (parent.empty()) {
-        throw Failure("this machine has no " + path);
+        throw NamespaceRefused("this machine has no " + path);
     }
     provideDirectory(parent);
     if (!isDirectory(path)) {
@@ -167,21 +173,28 @@ void providePrivateEtc(bool inUserNamespace, const std::string& cwd) {
     makeDirectory(kEtcTarn);
 }
 
+// Opened before anything is mounted, for the mounts may hide it; and after the namespace was made, for one mount
+// namespace can't bind what was opened in another.
+UniqueFd openEtcDirectory(const std::string& path) {
+    if (path.empty()) {
+        return {};
+    }
+    UniqueFd directory(open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!directory.valid()) {
+        failWithErrno("cannot use --etc " + path);
+    }
+    return directory;
+}
+
 }  // namespace
 
 void enterNamespaces(const std::string& etcDirectory) {
     const std::string cwd = workingDirectory();
-    UniqueFd etc;
-    if (!etcDirectory.empty()) {
-        etc.reset(open(etcDirectory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-        if (!etc.valid()) {
-            failWithErrno("cannot use --etc " + etcDirectory);
-        }
-    }
     const bool inUserNamespace = unshareMounts();
     if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
-        failWithErrno("cannot make the mounts private");
+        refuse("cannot make the mounts private");
     }
+    const UniqueFd etc = openEtcDirectory(etcDirectory);
     provideDirectory(kVarLog);
     provideDirectory(kSecurity);
     providePrivateEtc(inUserNamespace, cwd);

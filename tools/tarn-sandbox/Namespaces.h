@@ -4,17 +4,20 @@
 
 #include <string>
 
+#include "Failure.h"
+
 namespace sandbox {
 
-inline constexpr char kEtc[] = "/etc";
-inline constexpr char kEtcTarn[] = "/etc/tarn";
-inline constexpr char kVarLog[] = "/var/log";
-inline constexpr char kSecurity[] = "/sys/kernel/security";
-inline constexpr char kSecurityTarn[] = "/sys/kernel/security/tarn";
+// The machine refuses namespaces or mounts in them; another way may work.
+class NamespaceRefused : public Failure {
+public:
+    using Failure::Failure;
+};
 
 // Moves this process, which must have one thread only, into a mount namespace of its own (and, where it lacks the
 // privilege, into a user namespace that maps it to uid 0) and gives it an empty /etc/tarn, /var/log and
-// /sys/kernel/security/tarn. A non-empty etcDirectory is bound as /etc/tarn. Throws Failure where the machine refuses.
+// /sys/kernel/security/tarn. A non-empty etcDirectory is bound as /etc/tarn. Throws NamespaceRefused where the machine
+// refuses, Failure where the caller asked for something that can't be.
 void enterNamespaces(const std::string& etcDirectory);
 
 }  // namespace sandbox

@@ -3,6 +3,7 @@
 #define TARN_SANDBOX_OPTIONS_H
 
 #include <string>
+#include <vector>
 
 namespace sandbox {
 
@@ -17,8 +18,13 @@ enum class KernelEntry { kAuto, kFuse, kFifo, kNone };
 
 struct Options {
     KernelEntry kernel = KernelEntry::kAuto;
-    std::string etcDirectory;  // bound as /etc/tarn; empty for a fresh one
-    char** command = nullptr;  // the rest of argv, ending with a null pointer
+    std::string etcDirectory;           // stands as /etc/tarn; empty for a fresh one
+    std::string transcript;             // absolute; empty for the private default
+    std::string keepDirectory;          // gets copies of the private folders at the end; empty for none
+    std::vector<std::string> refusals;  // "N:ERRNO": the simulator's answers to single messages
+    std::vector<std::string> paras;     // "NAMESPACE/VARIABLE": entries of dynamic variables
+    std::vector<std::string> brought;   // files and folders to copy where the fallback is a tree of copies
+    char** command = nullptr;           // the rest of argv, ending with a null pointer
     bool helpOnly = false;
 };
 

@@ -26,12 +26,17 @@ sigset_t handledSignals() {
 }
 
 // The command dies with the sandbox, so that a sandbox that is killed leaves nothing running.
-[[noreturn]] void becomeCommand(char** command, const sigset_t& mask, pid_t parent) {
+[[noreturn]] void becomeCommand(char** command, const std::function<bool()>& enter, pid_t parent) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent) {
         _exit(kExitOwnFailure);
     }
-    sigprocmask(SIG_SETMASK, &mask, nullptr);
+    if (!enter()) {
+        std::fprintf(stderr, "tarn-sandbox: cannot enter the sandbox: %s\n", std::strerror(errno));
+        _exit(kExitOwnFailure);
+    }
+    const sigset_t handled = handledSignals();
+    sigprocmask(SIG_UNBLOCK, &handled, nullptr);
     execvp(command[0], command);
     const int error = errno;
     std::fprintf(stderr, "tarn-sandbox: cannot run %s: %s\n", command[0], std::strerror(error));
@@ -52,17 +57,20 @@ void passOn(const siginfo_t& info, pid_t child) {
 
 }  // namespace
 
-int runCommand(char** command) {
+void holdSignals() {
     const sigset_t handled = handledSignals();
-    sigset_t before;
-    sigprocmask(SIG_BLOCK, &handled, &before);
+    sigprocmask(SIG_BLOCK, &handled, nullptr);
+}
+
+int runCommand(char** command, const std::function<bool()>& enter) {
+    const sigset_t handled = handledSignals();
     const pid_t parent = getpid();
     const pid_t child = fork();
     if (child < 0) {
         failWithErrno("cannot start a process");
     }
     if (child == 0) {
-        becomeCommand(command, before, parent);
+        becomeCommand(command, enter, parent);
     }
     while (true) {
         int status = 0;

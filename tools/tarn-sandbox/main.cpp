@@ -2,9 +2,7 @@
 #include <cstdio>
 #include <exception>
 
-#include "Namespaces.h"
-#include "Options.h"
-#include "Run.h"
+#include "Sandbox.h"
 
 int main(int argc, char** argv) {
     try {
@@ -13,8 +11,7 @@ int main(int argc, char** argv) {
             std::fputs(sandbox::usage(), stdout);
             return 0;
         }
-        sandbox::enterNamespaces(options.etcDirectory);
-        return sandbox::runCommand(options.command);
+        return sandbox::Sandbox(options).run();
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "tarn-sandbox: %s\n", failure.what());
         return sandbox::kExitOwnFailure;

@@ -1,0 +1,22 @@
+// The folders that the sandbox makes private, and what stands in them.
+#ifndef TARN_SANDBOX_LAYOUT_H
+#define TARN_SANDBOX_LAYOUT_H
+
+namespace sandbox {
+
+inline constexpr char kEtc[] = "/etc";
+inline constexpr char kEtcTarn[] = "/etc/tarn";
+inline constexpr char kVarLog[] = "/var/log";
+inline constexpr char kSecurity[] = "/sys/kernel/security";
+inline constexpr char kSecurityTarn[] = "/sys/kernel/security/tarn";
+inline constexpr char kDeliver[] = "/sys/kernel/security/tarn/policy_deliver";
+inline constexpr char kTranscript[] = "/var/log/tarn-kernel-sim.log";
+
+// What the command finds in its environment about the sandbox around it.
+inline constexpr char kEnvSandbox[] = "TARN_SANDBOX";                // namespace or chroot
+inline constexpr char kEnvKernel[] = "TARN_SANDBOX_KERNEL";          // fuse, fifo or none
+inline constexpr char kEnvTranscript[] = "TARN_SANDBOX_TRANSCRIPT";  // path; unset without a simulator
+
+}  // namespace sandbox
+
+#endif
