@@ -64,7 +64,8 @@ bool registerRules(PolicyModuleManagerInterface& manager) {
            manager.addPolicy("base", group) == 0;
 }
 
-// The library says what went wrong in its log; the status tells which step and, for a refused message, the kernel's errno.
+// The library says what went wrong in its log; the status tells which step and, for a refused message, the kernel's
+// errno.
 bool succeeded(const char* step, unsigned int status) {
     if (status == 0) {
         std::printf("%s: done\n", step);
