@@ -111,7 +111,7 @@ ChrootTree::~ChrootTree() {
 
 void ChrootTree::layOut() {
     static_cast<void>(chmod(root_.c_str(), 0755));
-    for (const char* folder : {"/etc", "/dev", "/proc", "/tmp", "/run/lock", "/root", kVarLog, kSecurityTarn}) {
+    for (const char* folder : {"/etc", "/dev", "/proc", "/tmp", kRunLock, "/root", kVarLog, kSecurityTarn}) {
         makeDirectories(root_ + folder);
     }
     static_cast<void>(chmod((root_ + "/tmp").c_str(), 01777));

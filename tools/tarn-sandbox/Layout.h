@@ -9,6 +9,7 @@ inline constexpr char kEtcTarn[] = "/etc/tarn";
 inline constexpr char kVarLog[] = "/var/log";
 inline constexpr char kSecurity[] = "/sys/kernel/security";
 inline constexpr char kSecurityTarn[] = "/sys/kernel/security/tarn";
+inline constexpr char kRunLock[] = "/run/lock";
 inline constexpr char kDeliver[] = "/sys/kernel/security/tarn/policy_deliver";
 inline constexpr char kTranscript[] = "/var/log/tarn-kernel-sim.log";
 

@@ -197,6 +197,7 @@ void enterNamespaces(const std::string& etcDirectory) {
     const UniqueFd etc = openEtcDirectory(etcDirectory);
     provideDirectory(kVarLog);
     provideDirectory(kSecurity);
+    provideDirectory(kRunLock);
     providePrivateEtc(inUserNamespace, cwd);
     if (etc.valid()) {
         const std::string source = "/proc/self/fd/" + std::to_string(etc.get());
@@ -208,6 +209,7 @@ void enterNamespaces(const std::string& etcDirectory) {
     }
     mountTmpfs(kVarLog);
     mountTmpfs(kSecurity);
+    mountTmpfs(kRunLock);  // a private set has a private lock
     makeDirectory(kSecurityTarn);
     // The old working directory may lie below one of the mounts: enter it again by its name.
     if (chdir(cwd.c_str()) != 0) {
