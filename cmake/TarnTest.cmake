@@ -4,7 +4,7 @@ include(GoogleTest)
 #
 # A test program whose tests run one process each, inside the sandbox: /etc/tarn, /var/log and /sys/kernel/security/tarn
 # are private and empty, and there is no kernel entry unless the test makes one. A label gives the target tests-<label>,
-# which builds the programs that carry it.
+# which builds the programs that carry it. What a failed test leaves behind is kept below evidence/ in the build folder.
 function(tarn_add_test name)
     cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES;LABELS" ${ARGN})
     add_executable(${name} ${arg_SOURCES})
@@ -21,5 +21,6 @@ function(tarn_add_test name)
         add_dependencies(tests-${label} ${name})
     endforeach()
     gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES
+        ENVIRONMENT "TARN_EVIDENCE_DIR=${PROJECT_BINARY_DIR}/evidence"
         SKIP_RETURN_CODE 77 TIMEOUT 300 LABELS "${arg_LABELS}")
 endfunction()

@@ -3,8 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "support/Evidence.h"
+
 int main(int argc, char** argv) {
     testing::InitGoogleMock(&argc, argv);
+    testevidence::install();
     const int status = RUN_ALL_TESTS();
     const bool skipped = testing::UnitTest::GetInstance()->skipped_test_count() > 0;
     constexpr int kSkipped = 77;
