@@ -45,7 +45,7 @@ needPackages() {
     rm -f "$log"
 }
 
-# configure FOLDER OPTION...: one build folder, made with Ninja. Its output is shown when it fails.
+# configure FOLDER OPTION...: one build folder, made with Ninja. The output is shown when it fails.
 configure() {
     local folder=$1 output
     shift
@@ -63,9 +63,4 @@ compile() {
         grep -v '^\[' <<<"$output" >&2 || true
         fail "building in $folder failed"
     fi
-}
-
-# Seconds since this shell began, for the gates' figures.
-stopwatch() {
-    echo "$SECONDS"
 }
