@@ -30,6 +30,7 @@ struct SourceFile {
 struct FunctionEntry {
     std::string module;
     std::string function;
+    std::uint32_t index = 0;  // in its list
     Place place;
 };
 
@@ -48,11 +49,13 @@ struct UserEntry {
 struct LabelledName {
     std::string kind;  // "subject_pkg" and so on, the key for setFileToGetLabelMap
     std::string name;
+    std::uint32_t index = 0;  // in the list of its kind
     Place place;
 };
 
 struct DeclaredName {
     std::string name;
+    std::uint32_t index = 0;  // in its list
     Place place;
 };
 

@@ -37,8 +37,7 @@ bool forEachRuleOf(const PolicyDocument& document, std::uint32_t group, bool rep
 
 // The JSON pointer of a rule: "/groups/base/rules/17" in the document itself, "" in a JSON Lines file, whose line
 // tells.
-std::string rulePointer(const PolicyDocument& document, const RuleGroup& group, Place place,
-                        std::uint32_t indexInSource);
+std::string rulePointer(const RuleGroup& group, Place place, std::uint32_t indexInSource);
 
 }  // namespace policydoc
 

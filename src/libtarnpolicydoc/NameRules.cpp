@@ -1,0 +1,53 @@
+#include "libtarnpolicydoc/NameRules.h"
+
+#include <algorithm>
+#include <array>
+
+namespace policydoc {
+
+namespace {
+
+struct Rule {
+    unsigned int use;
+    const char* code;
+    bool (*broken)(const std::string& name);
+    const char* problem;
+    const char* expected;
+};
+
+// The library refuses a path with "../", "./" or a backslash only after it has compiled everything before, and a "/" makes
+// a folder that nobody creates. The state files are cut at ":", "#", "," and line feeds when they are read back.
+constexpr std::array<Rule, 4> kRules = {{
+    {kNameNotEmpty, "name-empty", [](const std::string& name) { return name.empty(); }, "is empty",
+     "a name of at least one character"},
+    {kNameInPath, "name-in-path",
+     [](const std::string& name) { return name.find_first_of("/\\") != std::string::npos; },
+     "becomes part of a file name and holds \"/\" or a backslash", "a name without \"/\", \"./\", \"../\" and backslash"},
+    {kNameInStateFile, "name-in-state-file",
+     [](const std::string& name) { return name.find_first_of(":#,\n") != std::string::npos; },
+     "goes into a state file and holds \":\", \"#\", \",\" or a line feed",
+     "a name without \":\", \"#\", \",\" and line feeds"},
+    {kNameInPath | kNameInStateFile, "name-nul",
+     [](const std::string& name) { return name.find('\0') != std::string::npos; }, "holds a NUL byte, which would end it",
+     "a name without NUL bytes"},
+}};
+
+}  // namespace
+
+void checkName(const std::string& name, unsigned int uses, const char* what, const Path& at, std::uint32_t line,
+               const Reporter& report) {
+    for (const Rule& rule : kRules) {
+        if ((rule.use & uses) != 0 && rule.broken(name)) {
+            report.mistake(at, line,
+                           {rule.code, std::string(what) + " " + quoted(name) + " " + rule.problem, rule.expected,
+                            "choose another name, here and wherever it is used"});
+        }
+    }
+}
+
+bool nameIsSound(const std::string& name, unsigned int uses) {
+    return std::none_of(kRules.begin(), kRules.end(),
+                        [&](const Rule& rule) { return (rule.use & uses) != 0 && rule.broken(name); });
+}
+
+}  // namespace policydoc
