@@ -1,5 +1,5 @@
-// Which names the message files of a set will have, and whether two groups of rules come out at one name. Internal to this
-// library.
+// Which names the message files of a set will have, and whether two groups of rules come out at one name. Internal to
+// this library.
 #ifndef TARN_POLICYDOC_FILE_NAMES_H
 #define TARN_POLICYDOC_FILE_NAMES_H
 

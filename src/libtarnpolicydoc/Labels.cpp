@@ -17,7 +17,9 @@ bool isRecursive(const std::string& name) {
     return name.size() >= 2 && name.compare(name.size() - 2, 2, "/*") == 0;
 }
 
-bool isPath(const std::string& name) { return !name.empty() && name.front() == '/'; }
+bool isPath(const std::string& name) {
+    return !name.empty() && name.front() == '/';
+}
 
 std::vector<std::string> namesOf(const std::vector<DeclaredName>& entries) {
     std::vector<std::string> names;
@@ -66,10 +68,10 @@ void restrictOids(const std::map<std::string, TARN_ID>& table, const std::vector
 bool refused(int status, const char* what, const PolicyDocument& document, Diagnostics& diagnostics) {
     if (status != 0) {
         const Reporter report(&diagnostics, document.files.front().name);
-        report.mistake(Path(), 0,
-                       {"label-manager",
-                        std::string("the label manager gave no ") + what + ": status " + std::to_string(status), "status 0",
-                        "see the label manager's own message; its table of labels may be missing or unsound"});
+        report.mistake(
+            Path(), 0,
+            {"label-manager", std::string("the label manager gave no ") + what + ": status " + std::to_string(status),
+             "status 0", "see the label manager's own message; its table of labels may be missing or unsound"});
     }
     return status != 0;
 }

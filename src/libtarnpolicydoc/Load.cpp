@@ -105,7 +105,8 @@ void DocumentReader::readFunction(const JsonNode& json, std::size_t index, const
     const std::size_t colon = text.find(':');
     const bool oneColon = colon != std::string::npos && text.find(':', colon + 1) == std::string::npos;
     if (oneColon && colon != 0 && colon + 1 != text.size()) {
-        entry.functions.push_back({text.substr(0, colon), text.substr(colon + 1), static_cast<std::uint32_t>(index), place(json)});
+        entry.functions.push_back(
+            {text.substr(0, colon), text.substr(colon + 1), static_cast<std::uint32_t>(index), place(json)});
     } else if (json.kind == JsonKind::kString) {
         report_.mistake(
             at, json.line,

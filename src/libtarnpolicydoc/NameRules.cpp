@@ -15,21 +15,22 @@ struct Rule {
     const char* expected;
 };
 
-// The library refuses a path with "../", "./" or a backslash only after it has compiled everything before, and a "/" makes
-// a folder that nobody creates. The state files are cut at ":", "#", "," and line feeds when they are read back.
+// The library refuses a path with "../", "./" or a backslash only after it has compiled everything before, and a "/"
+// makes a folder that nobody creates. The state files are cut at ":", "#", "," and line feeds when they are read back.
 constexpr std::array<Rule, 4> kRules = {{
     {kNameNotEmpty, "name-empty", [](const std::string& name) { return name.empty(); }, "is empty",
      "a name of at least one character"},
     {kNameInPath, "name-in-path",
      [](const std::string& name) { return name.find_first_of("/\\") != std::string::npos; },
-     "becomes part of a file name and holds \"/\" or a backslash", "a name without \"/\", \"./\", \"../\" and backslash"},
+     "becomes part of a file name and holds \"/\" or a backslash",
+     "a name without \"/\", \"./\", \"../\" and backslash"},
     {kNameInStateFile, "name-in-state-file",
      [](const std::string& name) { return name.find_first_of(":#,\n") != std::string::npos; },
      "goes into a state file and holds \":\", \"#\", \",\" or a line feed",
      "a name without \":\", \"#\", \",\" and line feeds"},
     {kNameInPath | kNameInStateFile, "name-nul",
-     [](const std::string& name) { return name.find('\0') != std::string::npos; }, "holds a NUL byte, which would end it",
-     "a name without NUL bytes"},
+     [](const std::string& name) { return name.find('\0') != std::string::npos; },
+     "holds a NUL byte, which would end it", "a name without NUL bytes"},
 }};
 
 }  // namespace
