@@ -11,6 +11,7 @@ inline constexpr char kSecurity[] = "/sys/kernel/security";
 inline constexpr char kSecurityTarn[] = "/sys/kernel/security/tarn";
 inline constexpr char kRunLock[] = "/run/lock";
 inline constexpr char kDeliver[] = "/sys/kernel/security/tarn/policy_deliver";
+inline constexpr char kParas[] = "/sys/kernel/security/tarn/paras";
 inline constexpr char kTranscript[] = "/var/log/tarn-kernel-sim.log";
 
 // What the command finds in its environment about the sandbox around it.

@@ -66,13 +66,29 @@ void Sandbox::makePrivate() {
     setenv(kEnvSandbox, "chroot", 1);
 }
 
+// Beside a FIFO the entries of dynamic variables are plain files: what is written there stands there.
+void Sandbox::makeParaFiles() const {
+    for (const std::string& para : options_.paras) {
+        const std::string path = reach(kParas) + "/" + para;
+        makeDirectories(path.substr(0, path.rfind('/')));
+        const UniqueFd file(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+        if (!file.valid()) {
+            failWithErrno("cannot make " + path);
+        }
+    }
+}
+
 void Sandbox::startSimulator(bool fifo) {
     SimulatorPlan plan;
     plan.fifo = fifo;
     plan.entry = reach(fifo ? kDeliver : kSecurityTarn);
     plan.transcript = options_.transcript.empty() ? reach(kTranscript) : options_.transcript;
     plan.refusals = options_.refusals;
-    plan.paras = options_.paras;
+    if (fifo) {
+        makeParaFiles();
+    } else {
+        plan.paras = options_.paras;
+    }
     simulator_.start(simulatorProgram_, plan);
     setenv(kEnvKernel, fifo ? "fifo" : "fuse", 1);
     setenv(kEnvTranscript, options_.transcript.empty() ? kTranscript : options_.transcript.c_str(), 1);

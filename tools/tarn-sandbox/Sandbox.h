@@ -23,6 +23,7 @@ private:
     void makePrivate();
     void startKernel();
     void startSimulator(bool fifo);
+    void makeParaFiles() const;
     bool startFuse();
     void keep() const;
     void leave();
