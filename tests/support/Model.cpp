@@ -110,7 +110,66 @@ Bytes policyNode(const Numbers& numbers, const PolicyNode& rule, const TARN_ID& 
     return bytes;
 }
 
+std::uint32_t word(const Bytes& bytes, std::size_t offset) {
+    std::uint32_t value = 0;
+    for (std::size_t byte = 4; byte-- > 0;) {
+        value = value << 8U | static_cast<unsigned char>(bytes.at(offset + byte));
+    }
+    return value;
+}
+
+// Where a condition node or an action that begins at `offset` ends.
+std::size_t callEnd(const Bytes& bytes, std::size_t offset) {
+    const std::uint32_t parameters = word(bytes, offset + 12);
+    std::size_t end = offset + 20 + word(bytes, offset + 16);
+    for (std::uint32_t parameter = 0; parameter < parameters; ++parameter) {
+        end += 8 + (word(bytes, end) == 2 ? 8 : word(bytes, end + 4));
+    }
+    return end;
+}
+
+std::size_t recordEnd(const Bytes& bytes, std::size_t offset) {
+    if (word(bytes, offset) != kMagic) {
+        throw std::invalid_argument("no magic number at " + std::to_string(offset));
+    }
+    const std::size_t calls = word(bytes, offset + 4 + 88) + std::size_t{word(bytes, offset + 4 + 92)};
+    std::size_t end = offset + 100;
+    for (std::size_t call = 0; call < calls; ++call) {
+        end = callEnd(bytes, end);
+    }
+    return end;
+}
+
 }  // namespace
+
+std::vector<Bytes> recordsOf(const Bytes& policyMessage) {
+    const std::uint32_t count = word(policyMessage, 12);
+    if (policyMessage.substr(0, 20) != header(static_cast<std::uint32_t>(policyMessage.size()), 96, count, 3)) {
+        throw std::invalid_argument("wrong header");
+    }
+    std::vector<Bytes> result;
+    std::size_t offset = 20;
+    for (std::uint32_t record = 0; record < count; ++record) {
+        const std::size_t end = recordEnd(policyMessage, offset);
+        result.push_back(policyMessage.substr(offset, end - offset));
+        offset = end;
+    }
+    if (offset + 4 != policyMessage.size() || word(policyMessage, offset) != kEnd) {
+        throw std::invalid_argument("no end number at " + std::to_string(offset));
+    }
+    return result;
+}
+
+std::vector<Bytes> recordsOf(const std::map<std::string, Bytes>& files) {
+    std::vector<Bytes> result;
+    for (const auto& [name, content] : files) {
+        for (Bytes& bytes : recordsOf(content)) {
+            result.push_back(std::move(bytes));
+        }
+    }
+    std::sort(result.begin(), result.end());
+    return result;
+}
 
 std::uint32_t Numbers::name(const std::string& nameSpace) const {
     const auto pinned = names.find(nameSpace);

@@ -69,6 +69,11 @@ Bytes header(std::uint32_t length, std::uint32_t recordSize, std::uint32_t recor
 Bytes beginMessage();
 Bytes endMessage();
 Bytes policyMessage(const std::vector<Bytes>& records);
+// The records of a sound policy message, cut by the lengths and counts that they carry themselves. Throws
+// std::out_of_range or std::invalid_argument where the message is not sound.
+std::vector<Bytes> recordsOf(const Bytes& policyMessage);
+// Those of a whole set, sorted.
+std::vector<Bytes> recordsOf(const std::map<std::string, Bytes>& files);
 // The namespaces in message order, each with its entries "module:function".
 using Namespaces = std::vector<std::pair<std::string, std::vector<std::string>>>;
 Bytes namespaceMessage(const Numbers& numbers, const Namespaces& namespaces);
