@@ -18,7 +18,7 @@ constexpr std::uint64_t kVersion = 1;
 class DocumentReader {
 public:
     DocumentReader(PolicyDocument& document, Diagnostics& diagnostics)
-        : document_(document), diagnostics_(diagnostics), report_(&diagnostics, document.files.front().name) {}
+        : document_(document), name_(document.files.front().name), report_(&diagnostics, name_) {}
 
     void read(const JsonNode& root);
 
@@ -40,7 +40,7 @@ private:
     Place place(const JsonNode& json) const { return Place{0, json.line}; }
 
     PolicyDocument& document_;
-    Diagnostics& diagnostics_;
+    const std::string name_;  // a copy: the list of files grows while the reporter is in use
     Reporter report_;
 };
 

@@ -34,6 +34,15 @@ struct RuleCheck::At {
         return json == nullptr || index >= json->children.size() ? line(member) : json->children[index].line;
     }
 
+    // Whether a member has the right type; the others were reported when they were read.
+    bool isText(const char* member) const {
+        const JsonNode* json = located.json->member(member);
+        return json != nullptr && json->kind == JsonKind::kString;
+    }
+    bool isText(const char* member, std::size_t index) const {
+        return located.json->member(member)->children[index].kind == JsonKind::kString;
+    }
+
     void mistake(const std::string& where, std::uint32_t lineNumber, Finding finding) const {
         report.mistake(Path(where), lineNumber, std::move(finding));
     }
@@ -105,8 +114,8 @@ void RuleCheck::check(const LocatedRule& located) {
 }
 
 void RuleCheck::checkNamespace(const At& at) {
-    // A sound name that is declared was looked at where it is declared.
-    if (at.located.json->member("namespace") == nullptr || functions_.count(at.rule.strNamespace) != 0) {
+    // A name that is declared was looked at where it is declared.
+    if (!at.isText("namespace") || functions_.count(at.rule.strNamespace) != 0) {
         return;
     }
     at.mistake("namespace", {"unknown-namespace", "the namespace " + quoted(at.rule.strNamespace) + " is not declared",
@@ -115,8 +124,7 @@ void RuleCheck::checkNamespace(const At& at) {
 }
 
 void RuleCheck::checkPermission(const At& at) {
-    if (context_.classes == nullptr || at.located.json->member("class") == nullptr ||
-        at.located.json->member("perm") == nullptr) {
+    if (context_.classes == nullptr || !at.isText("class") || !at.isText("perm")) {
         return;
     }
     const std::string& name = at.rule.sPermClass;
@@ -187,13 +195,17 @@ void RuleCheck::checkRegistered(const At& at, const char* member, std::size_t in
 void RuleCheck::checkSubjects(const At& at) {
     for (std::size_t i = 0; i < at.rule.vecSubjectName.size(); ++i) {
         const std::string& name = at.rule.vecSubjectName[i];
-        checkRegistered(at, "subjects", i, subjectKind(name), name);
+        if (at.isText("subjects", i)) {
+            checkRegistered(at, "subjects", i, subjectKind(name), name);
+        }
     }
 }
 
 void RuleCheck::checkObjects(const At& at) {
     for (std::size_t i = 0; i < at.rule.vecObjectName.size(); ++i) {
-        checkObjectName(at, at.rule.vecObjectName[i], i);
+        if (at.isText("objects", i) && at.isText("class")) {
+            checkObjectName(at, at.rule.vecObjectName[i], i);
+        }
     }
 }
 
@@ -308,8 +320,9 @@ void RuleCheck::checkRecords(const At& at) {
     const bool objects = !rule.vecObjectId.empty() || (context_.labels == nullptr && !rule.vecObjectName.empty());
     const auto missing = [&](const char* names, const char* ids, const char* what) {
         const char* member = at.located.json->member(names) != nullptr ? names : ids;
-        if (at.located.json->member(member) == nullptr) {
-            return;  // reported as a missing side
+        const JsonNode* side = at.located.json->member(member);
+        if (side == nullptr || side->kind != JsonKind::kArray) {
+            return;  // reported when the rule was read
         }
         at.report.warning(
             Path(at.pointer(member)), at.line(member),
