@@ -1,0 +1,26 @@
+// What happens to dynamic variables once a set is delivered: dropped or replayed as the library does, kept where the
+// user wants that, and those of the policy set. Every one is named.
+#ifndef TARN_POLICY_AFTER_DELIVERY_H
+#define TARN_POLICY_AFTER_DELIVERY_H
+
+#include <vector>
+
+#include "Report.h"
+#include "Variables.h"
+
+struct VariableSettlement {
+    std::vector<Variable> saved;   // those before the delivery
+    std::vector<Variable> wanted;  // those of the policy
+    bool keep = false;             // --keep-vars
+};
+
+// After a delivery of a full set, once the library has dropped its variables. Throws Failure (kVariables) at the end
+// when one was not dropped, kept or set.
+void settleDroppedVariables(PolicyModuleManagerInterface& manager, const VariableSettlement& settlement,
+                            Report& report);
+
+// After a delivery of any other set, whose variables stay: switches them again. Throws as above.
+void settleReplayedVariables(PolicyModuleManagerInterface& manager, const VariableSettlement& settlement,
+                             Report& report);
+
+#endif

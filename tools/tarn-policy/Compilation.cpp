@@ -1,0 +1,134 @@
+#include "Compilation.h"
+
+#include <dirent.h>
+
+#include <map>
+#include <string>
+
+#include "Common/Common.h"
+#include "Common/Handles.h"
+#include "CompiledSet.h"
+#include "Failure.h"
+#include "Threads.h"
+#include "Verification.h"
+#include "libtarnpolicysync/Paths.h"
+
+namespace {
+
+constexpr char kLog[] = "/var/log/tarn-policy.log";
+
+// A registration that the library refuses would leave a rule without its names: nothing is compiled then.
+void require(int status, const std::string& what) {
+    if (status != 0) {
+        throw Failure(ExitCode::kFailed, "register " + what,
+                      "the library refused it with status " + std::to_string(status), std::string("look into ") + kLog);
+    }
+}
+
+void registerTables(PolicyModuleManagerInterface& manager, const policydoc::PolicyDocument& document) {
+    for (const policydoc::NamespaceEntry& entry : document.namespaces) {
+        require(manager.setNamespaceInfo(entry.name), "namespace " + entry.name);
+        for (const policydoc::FunctionEntry& function : entry.functions) {
+            require(manager.setNamespaceFuncInfo(entry.name, function.module, function.function),
+                    "function " + function.module + ":" + function.function + " of namespace " + entry.name);
+        }
+    }
+    for (const policydoc::UserEntry& user : document.users) {
+        require(manager.setUidInfo(user.name, user.uid), "user " + user.name);
+    }
+    for (const policydoc::LabelledName& name : document.labelledNames) {
+        require(manager.setFileToGetLabelMap(name.kind, name.name), name.kind + " " + name.name);
+    }
+    for (const policydoc::DeclaredName& device : document.devices) {
+        require(manager.addToDeviceVec(device.name), "device " + device.name);
+    }
+    for (const policydoc::DeclaredName& module : document.modules) {
+        require(manager.addToKmodVec(module.name), "kernel module " + module.name);
+    }
+}
+
+ExpectedRecords registerRules(PolicyModuleManagerInterface& manager, const Preparation& prepared, Report& report,
+                              Progress& progress) {
+    progress.stage("handing over", "rules", prepared.plan.rules.size());
+    std::uint64_t count = 0;
+    ExpectedRecords expected;
+    std::size_t next = 0;  // keys come in the order of the plan
+    policydoc::Diagnostics diagnostics;
+    const bool complete = policydoc::handOver(prepared.document, prepared.plan, prepared.labels, diagnostics,
+                                              [&](const std::string& key, PolicyDb& group) {
+                                                  count += group.vecPolicy.size();
+                                                  expected.add(prepared, prepared.plan.keys[next++], group);
+                                                  require(manager.addPolicy(key, group), "rule group " + key);
+                                                  group.vecPolicy = {};  // the library has its copy
+                                                  progress.done(count);
+                                                  return true;
+                                              });
+    if (!complete) {
+        progress.end();
+        report.fact("diagnostics") = policydoc::toJson(diagnostics);
+        report.words(policydoc::toText(diagnostics));
+        throw Failure(ExitCode::kFailed, "read the rules a second time", "a file of the policy has changed or is gone",
+                      "run this again");
+    }
+    return expected;
+}
+
+// Message files are written as they fill, so that their number tells how far a compilation is.
+std::uint64_t messageFilesWritten() {
+    const UniqueDir stream(opendir(paths::kPolicyDataTmp));
+    std::uint64_t count = 0;
+    while (const dirent* entry = stream ? readdir(stream.get()) : nullptr) {
+        const std::string name = entry->d_name;
+        count += name[0] != '.' && !paths::isFrameMessage(name) ? 1 : 0;
+    }
+    return count;
+}
+
+unsigned int runCompilation(PolicyModuleManagerInterface& manager, const Preparation& prepared, Progress& progress) {
+    progress.stage("compiling", "message files", prepared.plan.files.size());
+    const ProgressPoll poll(progress, messageFilesWritten);
+    return manager.compileData();
+}
+
+}  // namespace
+
+std::vector<Variable> wantedVariables(const policydoc::PolicyDocument& document) {
+    std::vector<Variable> wanted;
+    for (const policydoc::VariableEntry& entry : document.variables) {
+        if (entry.value) {
+            wanted.push_back({entry.nameSpace, entry.name, *entry.value});
+        }
+    }
+    return wanted;
+}
+
+void compilePolicy(PolicyModuleManagerInterface& manager, const Preparation& prepared, CompileKind kind, Report& report,
+                   Progress& progress) {
+    FullCompilationNote::remove();  // the set it speaks of is about to go
+    if (manager.prepareWork() != 0) {
+        throw Failure(ExitCode::kFailed, std::string("load ") + paths::kClassDefinitions,
+                      "the library cannot read it as JSON", "correct the class definitions");
+    }
+    registerTables(manager, prepared.document);
+    const ExpectedRecords expected = registerRules(manager, prepared, report, progress);
+    const unsigned int status = runCompilation(manager, prepared, progress);
+    progress.end();
+    if (status != 0) {
+        throw Failure(ExitCode::kFailed, "compile the policy",
+                      "the library ended with status " + std::to_string(static_cast<int>(status)),
+                      std::string("look into ") + kLog + " for the stage that failed; nothing was sent");
+    }
+    verifySet(prepared, expected, libraryThreads(), report);
+    if (kind == CompileKind::kForDelivery) {
+        FullCompilationNote::write(wantedVariables(prepared.document));
+        return;
+    }
+    // compileInitData is these two calls; the comparison stands between them, so that a set with gaps never gets its
+    // final name.
+    const int renamed = manager.finalizeTmpFile();
+    if (renamed != 0) {
+        throw Failure(ExitCode::kFailed, "give the compiled set its final name",
+                      "the library ended with status " + std::to_string(renamed),
+                      std::string("look into ") + kLog + "; the set is complete under its temporary name");
+    }
+}

@@ -1,0 +1,35 @@
+// The compiled set on disk: which messages it has, in which order they are delivered, and whether it came from a full
+// compilation.
+#ifndef TARN_POLICY_COMPILED_SET_H
+#define TARN_POLICY_COMPILED_SET_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Variables.h"
+
+// Names within "/etc/tarn/.policydata" in the order in which sendPolicy delivers them: begin message, namespace
+// message, the others as the directory lists them, end message; links and anything but regular files are left out.
+// Frame messages are named only where they exist. Throws Failure where the directory can't be read.
+std::vector<std::string> messagesInOrder();
+
+// True when there is a directory to deliver.
+bool setExists();
+
+// What a compilation leaves beside the set for the process that sends it. Whether dynamic variables are dropped or
+// replayed after a delivery depends on a flag that dies with the process that compiled; the note outlives it. It lists
+// name, size and checksum of every message, so that it holds for exactly the set it was written for: a set that anybody
+// changed later is no longer known to be a full one.
+class FullCompilationNote {
+public:
+    static constexpr char kPath[] = "/etc/tarn/.tarn-policy-full";
+
+    // `variables` are those that the policy wants set after the delivery. Throws Failure.
+    static void write(const std::vector<Variable>& variables);
+    static void remove();
+    // The variables of the note where it holds for the set as it stands; else nothing.
+    static std::optional<std::vector<Variable>> read();
+};
+
+#endif

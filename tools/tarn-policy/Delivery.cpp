@@ -1,0 +1,215 @@
+#include "Delivery.h"
+
+#include <sys/inotify.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+
+#include "Common/KernelAnswers.h"
+#include "CompiledSet.h"
+#include "Failure.h"
+#include "libtarnpolicysync/Paths.h"
+
+namespace {
+
+constexpr unsigned int kLocalFailure = 1;
+constexpr unsigned int kNotOpened = 0xFFFFFFFF;  // the library's -1
+
+struct Advice {
+    int number;
+    const char* text;
+};
+
+constexpr Advice kAdvice[] = {
+    {EIO, "send again; if it fails again, look at the kernel's log"},
+    {ENOMEM, "free memory, then send again"},
+    {EINVAL, "compile again; if it fails again, library and kernel module do not fit together"},
+    {ENODATA, "load the kernel module that provides the function, then send again"},
+    {ECOMM, "load the kernel module tarn_main, then send again"},
+    {EPROTO, "make sure that nobody else delivers at the same time, then send the whole set again"},
+    {EBADMSG, "library and kernel module do not fit together: install versions that do"},
+};
+
+std::string adviceFor(unsigned int status) {
+    for (const Advice& advice : kAdvice) {
+        if (static_cast<unsigned int>(advice.number) == status) {
+            return advice.text;
+        }
+    }
+    return "look into /var/log/tarn-policy.log, then send again";
+}
+
+std::string statusWords(unsigned int status) {
+    if (status == kNotOpened) {
+        return std::string(paths::kKernelDeliver) + " could not be opened";
+    }
+    const int number = static_cast<int>(status);
+    if (const KernelAnswer* answer = findKernelAnswer(number)) {
+        return std::string(answer->name) + " (" + std::to_string(number) + "): " + answer->text;
+    }
+    if (status == kLocalFailure) {
+        return "status 1: the message could not be read, or the kernel answered EPERM";
+    }
+    return "errno " + std::to_string(status) + ": " + std::strerror(number);
+}
+
+bool allTaken(const DeliveryEnd& end) {
+    return end.stopped && *end.stopped == end.order.size();
+}
+
+std::string kernelHolds(const DeliveryEnd& end) {
+    if (allTaken(end)) {
+        return "the kernel holds the whole set";
+    }
+    if (!end.stopped) {
+        return "the kernel may hold any part of this set";
+    }
+    if (*end.stopped == 0) {
+        return "the kernel has taken nothing of this set";
+    }
+    return "the kernel has taken the first " + std::to_string(*end.stopped) + " of " +
+           std::to_string(end.order.size()) +
+           " messages and not the end message; it may hold a part of the new rules, and which rules are in force is "
+           "not "
+           "known until a whole set is delivered";
+}
+
+// After the end message the library renames files; a failure there has the status of a refused message.
+bool mayBeAfterTheEnd(const DeliveryEnd& end) {
+    return end.stopped && *end.stopped + 1 == end.order.size() &&
+           (end.status == kLocalFailure || end.status == kNotOpened);
+}
+
+std::string whatFailed(const DeliveryEnd& end) {
+    if (!end.stopped) {
+        return "a message was refused (which one could not be observed): " + statusWords(end.status);
+    }
+    const std::string place = end.order[*end.stopped] + " (message " + std::to_string(*end.stopped + 1) + " of " +
+                              std::to_string(end.order.size()) + ")";
+    if (mayBeAfterTheEnd(end)) {
+        return place + " was refused, or the files could not be renamed after it: status " +
+               std::to_string(static_cast<int>(end.status)) + "; the log says which";
+    }
+    return place + " was refused: " + statusWords(end.status);
+}
+
+}  // namespace
+
+void requireKernelEntry() {
+    struct stat status {};
+    if (lstat(paths::kKernelDeliver, &status) == 0) {
+        return;
+    }
+    throw Failure(ExitCode::kNoKernel, std::string("deliver to ") + paths::kKernelDeliver, std::strerror(errno),
+                  errno == EACCES ? "run as root"
+                                  : "load the kernel module tarn_main and mount securityfs at /sys/kernel/security");
+}
+
+SignalsHeld::SignalsHeld() {
+    sigset_t held;
+    sigemptyset(&held);
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+        sigaddset(&held, number);
+    }
+    static_cast<void>(pthread_sigmask(SIG_BLOCK, &held, &before_));
+}
+
+SignalsHeld::~SignalsHeld() {
+    static_cast<void>(pthread_sigmask(SIG_SETMASK, &before_, nullptr));
+}
+
+MessageWatch::MessageWatch() : fd_(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
+    if (fd_.valid() && inotify_add_watch(fd_.get(), paths::kPolicyDataTmp, IN_OPEN | IN_ONLYDIR) < 0) {
+        fd_.reset();
+    }
+}
+
+std::optional<std::vector<std::string>> MessageWatch::opened() {
+    if (!fd_.valid()) {
+        return std::nullopt;
+    }
+    std::vector<std::string> names;
+    alignas(inotify_event) char block[16384];
+    ssize_t count = 0;
+    while ((count = read(fd_.get(), block, sizeof block)) > 0) {
+        for (ssize_t offset = 0; offset < count;) {
+            inotify_event event{};
+            std::memcpy(&event, block + offset, sizeof event);
+            if ((event.mask & IN_Q_OVERFLOW) != 0) {
+                return std::nullopt;
+            }
+            if (event.len > 0) {  // the directory itself has no name here
+                names.emplace_back(block + offset + sizeof event);
+            }
+            offset += static_cast<ssize_t>(sizeof event + event.len);
+        }
+    }
+    return names;
+}
+
+void reportDelivery(Report& report, const DeliveryEnd& end) {
+    Json::Value& fact = report.fact("delivery");
+    fact["messages"] = static_cast<Json::UInt64>(end.order.size());
+    if (end.stopped) {
+        fact["delivered"] = static_cast<Json::UInt64>(*end.stopped);
+    }
+    fact["kernelHolds"] = kernelHolds(end);
+    if (end.status != 0) {
+        fact["status"] = static_cast<int>(end.status);
+        if (end.stopped && !allTaken(end)) {
+            fact["refused"] = end.order[*end.stopped];
+        }
+    }
+}
+
+Failure deliveryFailure(const DeliveryEnd& end) {
+    return Failure(ExitCode::kRefused, std::string("deliver ") + paths::kPolicyDataTmp,
+                   whatFailed(end) + "\n  now: " + kernelHolds(end), adviceFor(end.status));
+}
+
+void deliverWithLibrary(PolicyModuleManagerInterface& manager, Report& report) {
+    requireKernelEntry();
+    DeliveryEnd end;
+    end.order = messagesInOrder();
+    const SignalsHeld held;
+    MessageWatch watch;
+    end.status = manager.sendPolicy();
+    if (end.status == 0) {
+        end.stopped = end.order.size();
+    } else if (const auto opened = watch.opened()) {
+        // Anything but the expected order means that somebody else read the messages meanwhile.
+        const bool expected = !opened->empty() && opened->size() <= end.order.size() &&
+                              std::equal(opened->begin(), opened->end(), end.order.begin());
+        if (expected) {
+            end.stopped = opened->size() - 1;
+        }
+    }
+    reportDelivery(report, end);
+    if (end.status != 0) {
+        throw deliveryFailure(end);
+    }
+}
+
+void deliverMessages(PolicyModuleManagerInterface& manager, Report& report, Progress& progress) {
+    requireKernelEntry();
+    DeliveryEnd end;
+    end.order = messagesInOrder();
+    const SignalsHeld held;
+    progress.stage("sending", "messages", end.order.size());
+    for (std::size_t index = 0; index < end.order.size() && end.status == 0; ++index) {
+        end.stopped = index;
+        end.status = manager.sendSinglePolicy(paths::inDirectory(paths::kPolicyDataTmp, end.order[index]));
+        progress.done(index + 1);
+    }
+    progress.end();
+    if (end.status == 0) {
+        end.stopped = end.order.size();
+    }
+    reportDelivery(report, end);
+    if (end.status != 0) {
+        throw deliveryFailure(end);
+    }
+}

@@ -1,0 +1,20 @@
+// Keeps two processes off one set: an exclusive flock on /run/lock/tarn-policy. Hosts that drive the library beside
+// this tool take the same lock.
+#ifndef TARN_POLICY_LOCK_H
+#define TARN_POLICY_LOCK_H
+
+#include "Common/Handles.h"
+
+class SetLock {
+public:
+    static constexpr char kPath[] = "/run/lock/tarn-policy";
+
+    // Takes the lock at once or throws Failure: kBusy, with the holder, where another process has it. The file is made
+    // where it is missing and stays: removing it would let two processes lock two files.
+    SetLock();
+
+private:
+    UniqueFd fd_;
+};
+
+#endif

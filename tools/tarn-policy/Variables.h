@@ -1,0 +1,51 @@
+// Dynamic variables as the library saved them, and the few things that the tool does with them beyond the library.
+#ifndef TARN_POLICY_VARIABLES_H
+#define TARN_POLICY_VARIABLES_H
+
+#include <json/value.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "libtarnpolicysync/PolicyModuleManagerInterface.h"
+
+// The library reads values back as signed numbers: a greater one is saved and then refused at the next start.
+inline constexpr std::uint32_t kLargestVariableValue = 2147483647;
+
+struct Variable {
+    std::string nameSpace;
+    std::string name;
+    std::uint32_t value = 0;
+};
+
+struct SavedVariables {
+    std::vector<Variable> variables;      // in the library's order, a later line of a name replacing an earlier one
+    std::vector<std::string> unreadable;  // lines that the library skips
+};
+
+// Reads "/etc/tarn/dynamicinfo" by the library's own rules and without its log. A missing file holds no variables.
+// Throws Failure where the file can't be read.
+SavedVariables readSavedVariables();
+
+// One line of the state file, without its line feed: "net:usb_block:1". parseSaved gives nothing for a line that the
+// library skips.
+std::string formatSaved(const Variable& variable);
+std::optional<Variable> parseSaved(const std::string& line);
+
+// Refuses with a Failure (kUsage) what the state file or the kernel's entries can't carry.
+void checkVariableName(const std::string& what, const std::string& name);
+std::uint32_t parseVariableValue(const std::string& text);
+
+// Switches and saves each variable. Gives those that failed, each with the reason.
+std::vector<std::string> setVariables(PolicyModuleManagerInterface& manager, const std::vector<Variable>& variables);
+
+// Switches each variable without saving, as the library does after a delivery. Gives those that failed.
+std::vector<std::string> replayVariables(PolicyModuleManagerInterface& manager, const std::vector<Variable>& variables);
+
+// "net:usb_block=1"
+std::string toText(const Variable& variable);
+Json::Value toJson(const std::vector<Variable>& variables);
+
+#endif

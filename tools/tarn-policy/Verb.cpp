@@ -1,0 +1,14 @@
+#include "Verb.h"
+
+const std::vector<VerbEntry>& verbTable() {
+    static const std::vector<VerbEntry> table{
+        {"", "check", "Find all mistakes of a policy; writes nothing and needs no privilege", makeCheck},
+        {"", "compile", "Compile a policy into a set under /etc/tarn, to be sent later", makeCompile},
+        {"", "send", "Deliver the compiled set to the kernel", makeSend},
+        {"", "apply", "Compile a policy and deliver it to the kernel", makeApply},
+        {"var", "list", "List the saved dynamic variables", makeVarList},
+        {"var", "set", "Switch a dynamic variable of the kernel and save it", makeVarSet},
+        {"var", "clear", "Forget all saved dynamic variables; the kernel's switches stay", makeVarClear},
+    };
+    return table;
+}

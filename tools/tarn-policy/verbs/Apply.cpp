@@ -1,0 +1,53 @@
+// apply: from a policy document to the kernel in one process.
+#include "AfterDelivery.h"
+#include "Compilation.h"
+#include "CompiledSet.h"
+#include "Delivery.h"
+#include "Lock.h"
+#include "Preparation.h"
+#include "Threads.h"
+#include "Verb.h"
+#include "libtarnpolicysync/Paths.h"
+
+namespace {
+
+class Apply : public Verb {
+public:
+    void configure(CLI::App& app) override {
+        app.add_option("POLICY", options_.policy, "The policy document (JSON)")->required();
+        app.add_flag("!--no-split", options_.split, "Leave rules under their keys; refuse what overflows a message");
+        app.add_flag("--allow-empty", options_.allowEmpty, "Only warn about rules that give no record");
+        app.add_flag("--keep-vars", keepVariables_, "Set the dynamic variables again that the delivery drops");
+    }
+
+    ExitCode run(Report& report) override {
+        const SetLock lock;
+        requireKernelEntry();
+        options_.classes = paths::kClassDefinitions;
+        options_.threads = libraryThreads();
+        Progress progress;
+        VariableSettlement settlement{{}, {}, keepVariables_};
+        PolicyModuleManagerInterface manager;
+        {
+            const Preparation prepared = prepare(options_, report, progress);
+            settlement.saved = readSavedVariables().variables;
+            settlement.wanted = wantedVariables(prepared.document);
+            compilePolicy(manager, prepared, CompileKind::kForDelivery, report, progress);
+        }
+        deliverWithLibrary(manager, report);
+        FullCompilationNote::remove();
+        report.line("delivered: the kernel holds the whole set");
+        settleDroppedVariables(manager, settlement, report);
+        return ExitCode::kDone;
+    }
+
+private:
+    PreparationOptions options_;
+    bool keepVariables_ = false;
+};
+
+}  // namespace
+
+std::unique_ptr<Verb> makeApply() {
+    return std::make_unique<Apply>();
+}
