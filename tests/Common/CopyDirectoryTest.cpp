@@ -133,6 +133,20 @@ TEST_F(CopyDirectory, failsWhenTheTargetCannotBeCreated) {
     EXPECT_EQ(testlog::lines(), error("mkdir dest /etc/tarn/missing/t failed: No such file or directory"));
 }
 
+TEST_F(CopyDirectory, takesATargetThatSomebodyCreatesMeanwhile) {
+    testfiles::write("/etc/tarn/s/file", "x");
+    const auto mkdir = interpose::mkdir.replace([](const char* path, mode_t mode) {
+        EXPECT_STREQ(path, "/etc/tarn/t");
+        EXPECT_EQ(mode, 0750U);
+        interpose::mkdir.real(path, mode);
+        errno = EEXIST;
+        return -1;
+    });
+    EXPECT_EQ(copyDirectory("/etc/tarn/s", "/etc/tarn/t"), 0);
+    EXPECT_EQ(testfiles::read("/etc/tarn/t/file"), "x");
+    EXPECT_EQ(testlog::lines(), LogLineList{});
+}
+
 TEST_F(CopyDirectory, failsWhenTheTargetIsNoDirectory) {
     testfiles::makeDirectories("/etc/tarn/s");
     testfiles::write("/etc/tarn/t", "kept");

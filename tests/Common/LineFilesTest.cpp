@@ -3,8 +3,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <type_traits>
-
 #include "TreeFixture.h"
 
 namespace {
@@ -271,14 +269,6 @@ TEST_F(ReadFileToVec, succeedsOnlyOnceForAnEmptyFileWithoutAnError) {
     });
     EXPECT_EQ(read("/etc/tarn/file"), kUntouched);
     EXPECT_EQ(calls, 1);
-}
-
-TEST_F(ReadFileToVec, takesThePathByValue) {
-    static_assert(std::is_same_v<decltype(&readFileToVec), int (*)(std::string, Strings&)>);
-    static_assert(std::is_same_v<decltype(&readFileToVecImpl), int (*)(const std::string&, Strings&, bool)>);
-    static_assert(
-        std::is_same_v<decltype(&writeFileData), int (*)(std::string, const char*, unsigned long, unsigned int)>);
-    static_assert(std::is_same_v<decltype(&Split), Strings (*)(const std::string&, const char&)>);
 }
 
 TEST_F(ReadFileToVec, checksForEscapesOnlyWhereAskedTo) {
