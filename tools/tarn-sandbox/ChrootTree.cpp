@@ -42,15 +42,9 @@ bool isRegular(const std::string& path) {
     return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
-// Folders that are private, or that describe the machine rather than hold files.
-bool isOwn(const fs::path& path) {
-    for (const char* folder : {kEtcTarn, kVarLog, "/proc", "/sys", "/dev"}) {
-        const std::string prefix = std::string(folder) + "/";
-        if (path.string().rfind(prefix, 0) == 0) {
-            return true;
-        }
-    }
-    return false;
+// Paths that are private, or that describe the machine rather than hold files.
+bool isNotToBring(const std::string& path) {
+    return isPrivate(path) || isBelow(path, "/proc") || isBelow(path, "/sys") || isBelow(path, "/dev");
 }
 
 // Where device nodes may not be made the command goes without: a plain file in their place would keep what is written.
@@ -174,7 +168,7 @@ void ChrootTree::bringArguments(char** command) {
         const std::string word = *argument;
         for (const std::string& candidate : {word, word.substr(word.find('=') + 1)}) {
             const fs::path path = fs::absolute(candidate).lexically_normal();
-            if (!candidate.empty() && isRegular(path) && !isOwn(path)) {
+            if (!candidate.empty() && isRegular(path) && !isNotToBring(path)) {
                 bringFile(path);
             }
         }

@@ -1,12 +1,12 @@
 #include "FileTree.h"
 
 #include <fcntl.h>
-#include <ftw.h>
 #include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
+#include <vector>
 
 #include "Common/Handles.h"
 #include "Failure.h"
@@ -17,19 +17,60 @@ namespace sandbox {
 
 namespace {
 
-int removeEntry(const char* path, const struct stat*, int, struct FTW*) {
-    return remove(path);
+// Folders tell where another file system begins; files may report a device of their own below an overlay.
+bool removeBelow(const std::string& path, dev_t device) {
+    struct stat status {};
+    if (lstat(path.c_str(), &status) != 0) {
+        return false;
+    }
+    if (!S_ISDIR(status.st_mode)) {
+        return unlink(path.c_str()) == 0;
+    }
+    if (status.st_dev != device) {
+        return false;
+    }
+    bool removed = true;
+    std::error_code error;
+    for (const fs::directory_entry& entry : fs::directory_iterator(path, error)) {
+        removed = removeBelow(entry.path(), device) && removed;
+    }
+    return removed && rmdir(path.c_str()) == 0;
+}
+
+bool isFolder(const std::string& path) {
+    return fs::is_directory(fs::symlink_status(path));
 }
 
 void copyEntry(const fs::directory_entry& entry, const std::string& target) {
-    if (entry.is_symlink()) {
+    const bool folder = isFolder(entry.path());
+    if (isFolder(target) != folder) {
+        static_cast<void>(removeTree(target));  // a kind of object never takes the place of another by itself
+    }
+    if (folder) {
+        copyFolder(entry.path(), target);
+    } else if (entry.is_symlink()) {
         std::error_code ignored;
         fs::remove(target, ignored);
         fs::copy_symlink(entry.path(), target);
-    } else if (entry.is_directory()) {
-        copyFolder(entry.path(), target);
     } else if (entry.is_regular_file()) {
         copyFile(entry.path(), target);
+    }
+}
+
+void removeSurplus(const std::string& from, const std::string& to) {
+    std::vector<std::string> names;
+    for (const fs::directory_entry& entry : fs::directory_iterator(to)) {
+        names.push_back(entry.path().filename().string());
+    }
+    for (const std::string& name : names) {
+        const std::string path = to + "/" + name;
+        if (!fs::exists(fs::symlink_status(from + "/" + name))) {
+            if (!removeTree(path)) {
+                failWithErrno("cannot remove " + path);
+            }
+        } else if (isFolder(path)) {
+            removeSurplus(from + "/" + name, path);
+        }
     }
 }
 
@@ -77,20 +118,12 @@ void copyFolder(const std::string& from, const std::string& to) {
 
 void mirrorFolder(const std::string& from, const std::string& to) {
     copyFolder(from, to);
-    for (const fs::directory_entry& entry : fs::directory_iterator(to)) {
-        const std::string name = entry.path().filename().string();
-        if (!fs::exists(fs::symlink_status(from + "/" + name)) && !removeTree(entry.path())) {
-            failWithErrno("cannot remove " + entry.path().string());
-        }
-        if (entry.is_directory() && !entry.is_symlink()) {
-            mirrorFolder(from + "/" + name, entry.path());
-        }
-    }
+    removeSurplus(from, to);
 }
 
 bool removeTree(const std::string& path) {
-    constexpr int kDescriptors = 16;
-    return nftw(path.c_str(), removeEntry, kDescriptors, FTW_DEPTH | FTW_PHYS | FTW_MOUNT) == 0;
+    struct stat status {};
+    return lstat(path.c_str(), &status) == 0 && removeBelow(path, status.st_dev);
 }
 
 }  // namespace sandbox

@@ -2,6 +2,8 @@
 #ifndef TARN_SANDBOX_LAYOUT_H
 #define TARN_SANDBOX_LAYOUT_H
 
+#include <string>
+
 namespace sandbox {
 
 inline constexpr char kEtc[] = "/etc";
@@ -18,6 +20,15 @@ inline constexpr char kTranscript[] = "/var/log/tarn-kernel-sim.log";
 inline constexpr char kEnvSandbox[] = "TARN_SANDBOX";                // namespace or chroot
 inline constexpr char kEnvKernel[] = "TARN_SANDBOX_KERNEL";          // fuse, fifo or none
 inline constexpr char kEnvTranscript[] = "TARN_SANDBOX_TRANSCRIPT";  // path; unset without a simulator
+
+inline bool isBelow(const std::string& path, const std::string& folder) {
+    return path == folder || path.rfind(folder + "/", 0) == 0;
+}
+
+// What lies there is another thing inside than outside.
+inline bool isPrivate(const std::string& path) {
+    return isBelow(path, kEtcTarn) || isBelow(path, kVarLog) || isBelow(path, kSecurity);
+}
 
 }  // namespace sandbox
 

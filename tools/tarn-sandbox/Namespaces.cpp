@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <vector>
 
@@ -149,10 +150,6 @@ void provideDirectory(const std::string& path) {
     }
 }
 
-bool isBelow(const std::string& path, const std::string& folder) {
-    return path.rfind(folder + "/", 0) == 0;
-}
-
 std::string workingDirectory() {
     char* raw = getcwd(nullptr, 0);
     if (raw == nullptr) {
@@ -163,9 +160,9 @@ std::string workingDirectory() {
     return path;
 }
 
-// What is written below a working directory in /etc must reach the disk, and an overlay would keep it.
-void providePrivateEtc(bool inUserNamespace, const std::string& cwd) {
-    if (isBelow(cwd, kEtc) || !overlayEtc(inUserNamespace)) {
+// An overlay keeps from the disk whatever is written below /etc, so it can't serve where some of that shall stay.
+void providePrivateEtc(bool inUserNamespace, bool throughToDisk) {
+    if (throughToDisk || !overlayEtc(inUserNamespace)) {
         if (!isDirectory(kEtcTarn)) {
             shadowByBinds(kEtc);
         }
@@ -188,7 +185,7 @@ UniqueFd openEtcDirectory(const std::string& path) {
 
 }  // namespace
 
-void enterNamespaces(const std::string& etcDirectory) {
+void enterNamespaces(const std::string& etcDirectory, const std::vector<std::string>& written) {
     const std::string cwd = workingDirectory();
     const bool inUserNamespace = unshareMounts();
     if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
@@ -198,7 +195,9 @@ void enterNamespaces(const std::string& etcDirectory) {
     provideDirectory(kVarLog);
     provideDirectory(kSecurity);
     provideDirectory(kRunLock);
-    providePrivateEtc(inUserNamespace, cwd);
+    const bool throughToDisk = isBelow(cwd, kEtc) || std::any_of(written.begin(), written.end(),
+                                                                 [](const auto& path) { return isBelow(path, kEtc); });
+    providePrivateEtc(inUserNamespace, throughToDisk);
     if (etc.valid()) {
         const std::string source = "/proc/self/fd/" + std::to_string(etc.get());
         if (mount(source.c_str(), kEtcTarn, nullptr, MS_BIND | MS_REC, nullptr) != 0) {

@@ -3,6 +3,7 @@
 #define TARN_SANDBOX_NAMESPACES_H
 
 #include <string>
+#include <vector>
 
 #include "Failure.h"
 
@@ -16,9 +17,10 @@ public:
 
 // Moves this process, which must have one thread only, into a mount namespace of its own (and, where it lacks the
 // privilege, into a user namespace that maps it to uid 0) and gives it an empty /etc/tarn, /var/log and
-// /sys/kernel/security/tarn. A non-empty etcDirectory is bound as /etc/tarn. Throws NamespaceRefused where the machine
+// /sys/kernel/security/tarn. A non-empty etcDirectory is bound as /etc/tarn. `written` are further
+// paths that shall reach the disk. Throws NamespaceRefused where the machine
 // refuses, Failure where the caller asked for something that can't be.
-void enterNamespaces(const std::string& etcDirectory);
+void enterNamespaces(const std::string& etcDirectory, const std::vector<std::string>& written);
 
 }  // namespace sandbox
 

@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "Failure.h"
+#include "Layout.h"
 
 namespace sandbox {
 
@@ -107,6 +108,9 @@ void requireSense(const Options& options) {
     }
     if (options.kernel == KernelEntry::kFifo && !options.refusals.empty()) {
         throw Failure("--refuse can't work with --kernel=fifo: the writer of a FIFO gets no answer");
+    }
+    if (isPrivate(options.keepDirectory)) {
+        throw Failure("--keep " + options.keepDirectory + " lies in a private folder, which is gone at the end");
     }
 }
 

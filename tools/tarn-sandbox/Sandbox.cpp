@@ -50,7 +50,7 @@ int Sandbox::run() {
 
 void Sandbox::makePrivate() {
     try {
-        enterNamespaces(options_.etcDirectory);
+        enterNamespaces(options_.etcDirectory, {options_.keepDirectory, options_.transcript});
         setenv(kEnvSandbox, "namespace", 1);
         return;
     } catch (const NamespaceRefused& refused) {
@@ -110,7 +110,7 @@ bool Sandbox::startFuse() {
                       (options_.kernel == KernelEntry::kFuse ? "use --kernel=auto" : "leave --refuse out") +
                       " to run with a FIFO instead");
     }
-    notice("no FUSE here (" + reason + "): the kernel entry is a FIFO, which takes every message and can refuse none");
+    notice("no FUSE here (" + reason + "): the kernel entry is a FIFO");
     return false;
 }
 
