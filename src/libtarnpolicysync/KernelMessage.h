@@ -46,6 +46,9 @@ enum ParamType : std::uint32_t { kParamInteger = 2, kParamString = 3 };
 // Policy types: whether the object identifier is a special one, with all ones in its first word.
 enum PolicyType : std::uint32_t { kPolicyOrdinary = 1, kPolicySpecial = 2 };
 inline constexpr std::uint64_t kSpecialIdentifier = 0xFFFFFFFFFFFFFFFF;
+constexpr PolicyType policyTypeOf(const TARN_ID& object) {
+    return object.uiWord[0] == kSpecialIdentifier ? kPolicySpecial : kPolicyOrdinary;
+}
 
 struct MessageHeader {
     std::uint32_t format;

@@ -2,22 +2,30 @@
 #ifndef TARN_MESSAGE_BUFFER_H
 #define TARN_MESSAGE_BUFFER_H
 
+#include <sys/mman.h>
+
 #include <cstdint>
 #include <cstring>
-#include <memory>
+#include <new>
 
 #include "Common/Common.h"
 #include "libtarnpolicysync/KernelMessage.h"
 
-// The first 20 bytes are left for the header, whose length and count are known last.
-struct MessageBuffer {
-    MessageBuffer() : bytes(new char[kernelmsg::kMessageCapacity]), cursor(bytes.get()) {}
+// The first 20 bytes are left for the header, whose length and count are known last. The memory comes zeroed page by
+// page as it is written, so that a group of few records touches few pages; an allocator that recycles blocks would
+// have to clear the whole of it.
+class MessageBuffer {
+public:
+    MessageBuffer() : start_(map()) {}
+    MessageBuffer(const MessageBuffer&) = delete;
+    MessageBuffer& operator=(const MessageBuffer&) = delete;
+    ~MessageBuffer() { static_cast<void>(munmap(start_, kernelmsg::kMessageCapacity)); }
 
-    // Begins a new message in the same memory, zeroed.
+    // Begins a new message; what the last one left is zeroed.
     void restart() {
-        std::memset(bytes.get(), 0, kernelmsg::kMessageCapacity);
+        std::memset(start_, 0, used);
         used = sizeof(kernelmsg::MessageHeader);
-        cursor = bytes.get() + used;
+        cursor = start_ + used;
     }
 
     bool append(const void* source, unsigned long count) {
@@ -27,12 +35,26 @@ struct MessageBuffer {
     void writeHeader(std::uint32_t recordSize, std::uint32_t recordCount, std::uint32_t type) {
         const kernelmsg::MessageHeader header{kernelmsg::kFormat, static_cast<std::uint32_t>(used), recordSize,
                                               recordCount, type};
-        std::memcpy(bytes.get(), &header, sizeof header);
+        std::memcpy(start_, &header, sizeof header);
     }
 
-    std::unique_ptr<char[]> bytes;
-    char* cursor;
+    const char* bytes() const { return start_; }
+    unsigned long remaining() const { return kernelmsg::kMessageCapacity - used; }
+
+    char* cursor = nullptr;
     unsigned long used = 0;
+
+private:
+    static char* map() {
+        void* memory =
+            mmap(nullptr, kernelmsg::kMessageCapacity, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (memory == MAP_FAILED) {
+            throw std::bad_alloc();
+        }
+        return static_cast<char*>(memory);
+    }
+
+    char* start_;
 };
 
 #endif

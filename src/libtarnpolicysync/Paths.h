@@ -5,6 +5,7 @@
 
 #include <fcntl.h>
 
+#include <cstddef>
 #include <string>
 
 namespace paths {
@@ -39,9 +40,14 @@ inline constexpr char kEndName[] = "endmsg";
 inline constexpr char kKernelDeliver[] = "/sys/kernel/security/tarn/policy_deliver";
 inline constexpr char kKernelParameters[] = "/sys/kernel/security/tarn/paras/";
 
-// The prefix of the files that one compiler thread writes: section (the key of the rule group), "_", slice number.
-inline std::string slicePrefix(const std::string& section, int slice) {
-    return section + "_" + std::to_string(slice);
+// What precedes the slice number in the names of the files of one key's rules.
+inline std::string keyStem(const std::string& key) {
+    return key + "_";
+}
+
+// The prefix of the files that one compiler thread writes.
+inline std::string slicePrefix(const std::string& stem, std::size_t slice) {
+    return stem + std::to_string(slice);
 }
 
 // The name of one policy message file: prefix, namespace, group and file index, joined by "_". The pieces may hold "_"

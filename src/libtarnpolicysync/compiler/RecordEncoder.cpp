@@ -3,7 +3,7 @@
 
 #include "Common/Log.h"
 #include "libtarnpolicysync/KernelMessage.h"
-#include "libtarnpolicysync/core/ManagerPrivate.h"
+#include "libtarnpolicysync/compiler/NumberLookup.h"
 
 namespace {
 
@@ -38,12 +38,11 @@ bool appendParams(EncoderOutput out, const std::vector<FuncParam>& params, const
 
 }  // namespace
 
-unsigned int PolicyModuleManagerInterface::Private::encodeExpr(PolicyModuleManagerInterface& manager,
-                                                               const PolicyNode& rule, const ExprNode& expr,
-                                                               EncoderOutput out) {
+unsigned int PolicyModuleManagerInterface::Private::encodeExpr(NumberLookup& lookup, const PolicyNode& rule,
+                                                               const ExprNode& expr, EncoderOutput out) {
     int functionId = 0;
     if (expr.uiExprType == kernelmsg::kExprCall) {
-        const int status = manager.getFuncId(rule.strNamespace, rule.strModuleName, expr.strFuncName, functionId);
+        const int status = lookup.functionNumber(rule, expr.strFuncName, functionId);
         if (status != 0) {
             TARN_LOG(kLogError, "####ERROR: in makeSingleExprPolicy, getFuncId error.");
             return static_cast<unsigned int>(status);
@@ -62,11 +61,10 @@ unsigned int PolicyModuleManagerInterface::Private::encodeExpr(PolicyModuleManag
     return complete ? 0 : 1;
 }
 
-unsigned int PolicyModuleManagerInterface::Private::encodeAction(PolicyModuleManagerInterface& manager,
-                                                                 const PolicyNode& rule, const DoFuncNode& action,
-                                                                 EncoderOutput out) {
+unsigned int PolicyModuleManagerInterface::Private::encodeAction(NumberLookup& lookup, const PolicyNode& rule,
+                                                                 const DoFuncNode& action, EncoderOutput out) {
     int functionId = 0;
-    const int status = manager.getFuncId(rule.strNamespace, rule.strModuleName, action.strFuncName, functionId);
+    const int status = lookup.functionNumber(rule, action.strFuncName, functionId);
     if (status != 0) {
         TARN_LOG(kLogError, "####ERROR: in makeSingleDoFuncPolicy, getFuncId error.");
         return static_cast<unsigned int>(status);
@@ -79,30 +77,29 @@ unsigned int PolicyModuleManagerInterface::Private::encodeAction(PolicyModuleMan
     return complete ? 0 : 1;
 }
 
-unsigned int PolicyModuleManagerInterface::Private::encodeRecord(PolicyModuleManagerInterface& manager,
-                                                                 const PolicyNode& rule, const TARN_ID& subject,
-                                                                 const TARN_ID& object, EncoderOutput out) {
-    int permClass = 0;
-    int perm = 0;
-    if (manager.transPerm(rule.sPermClass, rule.sPerm, permClass, perm) != 0) {
+unsigned int PolicyModuleManagerInterface::Private::encodeRecord(NumberLookup& lookup, const PolicyNode& rule,
+                                                                 const TARN_ID& subject, const TARN_ID& object,
+                                                                 EncoderOutput out) {
+    NumberLookup::Permission permission;
+    if (lookup.permission(rule.sPermClass, rule.sPerm, permission) != 0) {
         TARN_LOG(kLogError, "####ERROR: in func %s, transPerm error，permclass is %s，perm is %s", "makeSinglePolicy",
                  rule.sPermClass.c_str(), rule.sPerm.c_str());
         return 1;
     }
     int nameId = 0;
-    if (const int status = manager.getNameId(rule.strNamespace, nameId)) {
+    if (const int status = lookup.nameNumber(rule.strNamespace, nameId)) {
         TARN_LOG(kLogError, "####ERROR: in func %s, getNameId error", "makeSinglePolicy");
         return static_cast<unsigned int>(status);
     }
 
     kernelmsg::PolicyNodeRecord node{};
-    node.policyType = manager.getPolicyType(object);
+    node.policyType = kernelmsg::policyTypeOf(object);
     node.attrB = rule.uiAttrB;
     node.subject = subject;
     node.object = object;
     node.attrA = rule.uiAttrA;
-    node.permClass = static_cast<std::uint32_t>(permClass);
-    node.perm = static_cast<std::uint32_t>(perm);
+    node.permClass = static_cast<std::uint32_t>(permission.classValue);
+    node.perm = static_cast<std::uint32_t>(permission.permValue);
     std::copy(std::begin(rule.uiExt), std::end(rule.uiExt), std::begin(node.ext));
     node.ext[1] = static_cast<std::uint32_t>(nameId);
     node.exprCount = static_cast<std::uint32_t>(rule.vecExpr.size());
@@ -119,13 +116,13 @@ unsigned int PolicyModuleManagerInterface::Private::encodeRecord(PolicyModuleMan
         return 1;
     }
     for (const ExprNode& expr : prefix) {
-        if (const unsigned int status = encodeExpr(manager, rule, expr, out)) {
+        if (const unsigned int status = encodeExpr(lookup, rule, expr, out)) {
             TARN_LOG(kLogError, "####ERROR: in func %s, makeSingleExprPolicy error", "makeSinglePolicy");
             return status;
         }
     }
     for (const DoFuncNode& action : rule.vecDoFunc) {
-        if (const unsigned int status = encodeAction(manager, rule, action, out)) {
+        if (const unsigned int status = encodeAction(lookup, rule, action, out)) {
             TARN_LOG(kLogError, "####ERROR: in func %s, makeSingleDoFuncPolicy error", "makeSinglePolicy");
             return status;
         }
@@ -135,15 +132,18 @@ unsigned int PolicyModuleManagerInterface::Private::encodeRecord(PolicyModuleMan
 
 unsigned int PolicyModuleManagerInterface::makeSinglePolicy(PolicyNode node, TARN_ID subject, TARN_ID object,
                                                             char*& cursor, unsigned long& used) {
-    return Private::encodeRecord(*this, node, subject, object, {cursor, used});
+    Private::NumberLookup lookup(*this);
+    return Private::encodeRecord(lookup, node, subject, object, {cursor, used});
 }
 
 unsigned int PolicyModuleManagerInterface::makeSingleExprPolicy(PolicyNode node, ExprNode expr, char*& cursor,
                                                                 unsigned long& used) {
-    return Private::encodeExpr(*this, node, expr, {cursor, used});
+    Private::NumberLookup lookup(*this);
+    return Private::encodeExpr(lookup, node, expr, {cursor, used});
 }
 
 unsigned int PolicyModuleManagerInterface::makeSingleDoFuncPolicy(PolicyNode node, DoFuncNode doFunc, char*& cursor,
                                                                   unsigned long& used) {
-    return Private::encodeAction(*this, node, doFunc, {cursor, used});
+    Private::NumberLookup lookup(*this);
+    return Private::encodeAction(lookup, node, doFunc, {cursor, used});
 }

@@ -10,5 +10,5 @@ bool isOperator(unsigned int code) {
 }
 
 unsigned int PolicyModuleManagerInterface::getPolicyType(TARN_ID id) {
-    return id.uiWord[0] == kernelmsg::kSpecialIdentifier ? kernelmsg::kPolicySpecial : kernelmsg::kPolicyOrdinary;
+    return kernelmsg::policyTypeOf(id);
 }

@@ -50,7 +50,7 @@ int writeOrLog(const char* path, const char* data, unsigned long length) {
 int writeFiles(const Announcement& announcement) {
     int result = writeOrLog(paths::kSceneInfoTmp, announcement.sceneText.data(), announcement.sceneText.size());
     if (result == 0) {
-        result = writeOrLog(paths::kNamespaceMessage, announcement.message.bytes.get(), announcement.message.used);
+        result = writeOrLog(paths::kNamespaceMessage, announcement.message.bytes(), announcement.message.used);
     }
     if (result == 0) {
         result = writeOrLog(paths::kFuncInfoTmp, announcement.functionText.data(), announcement.functionText.size());
@@ -113,7 +113,7 @@ int PolicyModuleManagerInterface::compileKernelNamespaceMsg() {
     }
     message.writeHeader(sizeof(kernelmsg::NameNodeRecord), announcement.blocks, kernelmsg::kTypeNamespace);
     if (logflag) {
-        printBytes(message.bytes.get(), message.used);
+        printBytes(message.bytes(), message.used);
     }
     return writeFiles(announcement);
 }

@@ -1,0 +1,71 @@
+#include "libtarnpolicysync/compiler/PolicySnapshot.h"
+
+#include <exception>
+#include <system_error>
+#include <thread>
+
+#include "libtarnpolicysync/compiler/RuleSlices.h"
+
+namespace {
+
+// Below this number of rules a thread costs more than it saves.
+constexpr std::size_t kRulesWorthThreads = 4096;
+
+using Table = std::map<std::string, PolicyDb>;
+
+std::size_t countRules(const Table& table) {
+    std::size_t count = 0;
+    for (const auto& [key, group] : table) {
+        count += group.vecPolicy.size();
+    }
+    return count;
+}
+
+// Slice `index` of every section. An exception (there is none but for want of memory) is kept for the caller.
+void copySlices(const Table& table, std::vector<SectionSnapshot>& sections, std::size_t index,
+                std::exception_ptr& failure) {
+    try {
+        auto section = sections.begin();
+        for (const auto& [key, group] : table) {
+            section->slices[index] = copySlice(group.vecPolicy, section->slices.size(), index);
+            ++section;
+        }
+    } catch (...) {
+        failure = std::current_exception();
+    }
+}
+
+}  // namespace
+
+std::vector<SectionSnapshot> takeSnapshot(const Table& table, std::size_t sliceCount) {
+    std::vector<SectionSnapshot> sections;
+    sections.reserve(table.size());
+    for (const auto& [key, group] : table) {
+        sections.push_back({key, std::vector<std::vector<PolicyNode>>(sliceCount)});
+    }
+    std::vector<std::exception_ptr> failures(sliceCount);
+    const auto copy = [&](std::size_t index) { copySlices(table, sections, index, failures[index]); };
+
+    const bool inThreads = countRules(table) >= kRulesWorthThreads;
+    std::vector<std::thread> helpers;
+    for (std::size_t index = 1; index < sliceCount; ++index) {
+        try {
+            if (inThreads) {
+                helpers.emplace_back(copy, index);
+                continue;
+            }
+        } catch (const std::system_error&) {  // no thread to be had: this one does it
+        }
+        copy(index);
+    }
+    copy(0);
+    for (std::thread& helper : helpers) {
+        helper.join();
+    }
+    for (const std::exception_ptr& failure : failures) {
+        if (failure) {
+            std::rethrow_exception(failure);
+        }
+    }
+    return sections;
+}
