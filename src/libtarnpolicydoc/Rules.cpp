@@ -114,7 +114,10 @@ Walk RuleWalk::lines(std::uint32_t group, std::uint32_t file, std::uint32_t firs
     ssize_t length = 0;
     errno = 0;
     for (std::uint32_t line = 1; (length = getline(&buffer.text, &buffer.size, stream.get())) >= 0; ++line) {
-        const std::string_view text(buffer.text, static_cast<std::size_t>(length));
+        std::string_view text(buffer.text, static_cast<std::size_t>(length));
+        if (!text.empty() && text.back() == '\n') {
+            text.remove_suffix(1);  // an error at the end of the line stands in this line, not in the next
+        }
         if (isBlank(text)) {
             continue;
         }
