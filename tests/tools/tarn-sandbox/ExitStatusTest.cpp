@@ -24,7 +24,7 @@ TEST_F(SandboxExit, IsOfAnOrdinaryExitAlsoWhenASignalEndedTheCommand) {
 }
 
 TEST_F(SandboxExit, Is127ForACommandThatIsNotFound) {
-    const Outcome outcome = run(plain({"no-such-command"}));
+    const Outcome outcome = run(plain({"no-such-command"}), {"PATH=/usr/bin:/bin"});
     EXPECT_EQ(outcome.status, 127);
     EXPECT_EQ(outcome.err, "tarn-sandbox: cannot run no-such-command: No such file or directory\n");
 }
