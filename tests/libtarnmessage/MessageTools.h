@@ -50,7 +50,7 @@ private:
 };
 
 inline std::optional<tarnmessage::Finding> readMessage(const std::string& bytes, tarnmessage::MessageVisitor& visitor) {
-    const Announced announced;
+    static const Announced announced;
     tarnmessage::ReadContext context;
     context.functions = &announced.functions;
     return tarnmessage::parseMessage(bytes, context, visitor);
