@@ -52,12 +52,15 @@ ExpectedRecords registerRules(PolicyModuleManagerInterface& manager, const Prepa
     progress.stage("handing over", "rules", prepared.plan.rules.size());
     std::uint64_t count = 0;
     ExpectedRecords expected;
-    std::size_t next = 0;  // keys come in the order of the plan
+    std::map<std::string, const policydoc::PlannedKey*> keys;  // they come in the order in which their rules are read
+    for (const policydoc::PlannedKey& key : prepared.plan.keys) {
+        keys[key.key] = &key;
+    }
     policydoc::Diagnostics diagnostics;
     const bool complete = policydoc::handOver(prepared.document, prepared.plan, prepared.labels, diagnostics,
                                               [&](const std::string& key, PolicyDb& group) {
                                                   count += group.vecPolicy.size();
-                                                  expected.add(prepared, prepared.plan.keys[next++], group);
+                                                  expected.add(prepared, *keys.at(key), group);
                                                   require(manager.addPolicy(key, group), "rule group " + key);
                                                   group.vecPolicy = {};  // the library has its copy
                                                   progress.done(count);

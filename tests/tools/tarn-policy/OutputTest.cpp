@@ -1,0 +1,165 @@
+// What goes where: clean standard output, the lock, progress, and the ends that nobody expects.
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include "Common/Handles.h"
+#include "ToolFixture.h"
+#include "support/Files.h"
+
+namespace {
+
+using namespace tooltest;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+class OutputTest : public ToolTest {};
+
+TEST_F(OutputTest, VersionIsTheProjectsOwn) {
+    const Outcome outcome = tool({"--version"});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out, "tarn-policy 1.0.0\n");
+}
+
+TEST_F(OutputTest, AWrongCommandLineIsRefusedInFewWords) {
+    for (const auto& words : std::vector<std::vector<std::string>>{{},
+                                                                   {"fly"},
+                                                                   {"check"},
+                                                                   {"check", "a", "b"},
+                                                                   {"var"},
+                                                                   {"var", "set", "a"},
+                                                                   {"send", "--nonsense"},
+                                                                   {"check", kPolicy, "--threads", "0"}}) {
+        const Outcome outcome = tool(words);
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_EQ(outcome.out, "");
+        EXPECT_THAT(outcome.err, AllOf(StartsWith("tarn-policy: "), HasSubstr("next: tarn-policy --help")));
+    }
+}
+
+// The library prints dumps, lap lines and, without a log, every log line on standard output.
+TEST_F(OutputTest, JsonStaysCleanWhateverTheLibraryPrints) {
+    testfiles::write(kConfiguration, "threadnum=1\nlogflag=1\nprinttime=1\nloglevel=4\n");
+    testfiles::makeDirectories("/var/log/tarn-policy.log");
+    plainKernel();
+    const Outcome outcome = tool({"apply", kPolicy, "--json"});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    const Json::Value object = parseJson(outcome.out);
+    EXPECT_EQ(object["format"].asInt(), 1);
+    EXPECT_EQ(object["verb"].asString(), "apply");
+    EXPECT_EQ(object["exitCode"].asInt(), 0);
+    EXPECT_EQ(object["exitName"].asString(), "done");
+    EXPECT_THAT(outcome.err, AllOf(HasSubstr("compileData->"), HasSubstr("-----------"), HasSubstr("策略头编译成功")))
+        << "the library did print";
+}
+
+TEST_F(OutputTest, TextOutputStaysCleanToo) {
+    testfiles::write(kConfiguration, "threadnum=1\nlogflag=1\nprinttime=1\n");
+    plainKernel();
+    const Outcome outcome = tool({"apply", kPolicy});
+    EXPECT_EQ(outcome.out,
+              "planned: 3 rules, 8 records in 2 messages of 986 bytes\ndelivered: the kernel holds the whole set\n");
+}
+
+TEST_F(OutputTest, AnErrorIsPartOfTheJsonObject) {
+    const Outcome outcome = tool({"send", "--json"});
+    EXPECT_EQ(outcome.status, 3);
+    const Json::Value object = parseJson(outcome.out);
+    EXPECT_EQ(object["exitCode"].asInt(), 3);
+    EXPECT_EQ(object["error"]["reason"].asString(), "there is no compiled set");
+    EXPECT_NE(object["error"]["tried"].asString(), "");
+    EXPECT_NE(object["error"]["advice"].asString(), "");
+}
+
+TEST_F(OutputTest, AFullDiskUnderTheOutputIsNoSuccess) {
+    const Outcome outcome =
+        testprocess::run({"sh", "-c", "exec \"$0\" check " + std::string(kPolicy) + " >/dev/full", TARN_POLICY});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, HasSubstr("cannot write to standard output: No space left on device"));
+}
+
+TEST_F(OutputTest, AClosedOutputNeverBecomesAPolicyFile) {
+    plainKernel();
+    testfiles::write(kConfiguration, "threadnum=1\nlogflag=1\nprinttime=1\n");
+    const Outcome closed =
+        testprocess::run({"sh", "-c", "exec \"$0\" compile " + std::string(kPolicy) + " >&- 2>&- <&-", TARN_POLICY});
+    EXPECT_EQ(closed.status, 0);
+    const std::vector<std::string> set = snapshot(kSet);
+    EXPECT_EQ(tool({"compile", kPolicy}).status, 0);
+    EXPECT_EQ(snapshot(kSet), set);
+}
+
+TEST_F(OutputTest, AReaderThatGoesAwayDoesNotEndADelivery) {
+    plainKernel();
+    const Outcome outcome = testprocess::run(
+        {"sh", "-c", "\"$0\" apply " + std::string(kPolicy) + " | true; ls " + kFinalSet, TARN_POLICY});
+    EXPECT_THAT(outcome.out, HasSubstr("endmsg"));
+}
+
+TEST_F(OutputTest, TheLockSaysWhoHoldsIt) {
+    plainKernel({"net/v"});
+    const UniqueFd held(open(kLock, O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    ASSERT_EQ(flock(held.get(), LOCK_EX), 0);
+    for (const auto& words : std::vector<std::vector<std::string>>{
+             {"apply", kPolicy}, {"compile", kPolicy}, {"send"}, {"var", "set", "net", "v", "1"}, {"var", "clear"}}) {
+        const Outcome outcome = tool(words);
+        EXPECT_EQ(outcome.status, 10) << words.front();
+        EXPECT_THAT(outcome.err, HasSubstr("(process " + std::to_string(getpid()) + ") holds it"));
+    }
+    EXPECT_FALSE(testfiles::exists(kSet));
+    EXPECT_EQ(tool({"check", kPolicy}).status, 0) << "check changes nothing and waits for nobody";
+    EXPECT_EQ(tool({"var", "list"}).status, 0);
+}
+
+TEST_F(OutputTest, TheLockFileIsMadeWhereItIsMissingAndStays) {
+    EXPECT_EQ(tool({"compile", kPolicy}).status, 0);
+    EXPECT_EQ(testfiles::mode(kLock), 0600U);
+    EXPECT_EQ(tool({"compile", kPolicy}).status, 0) << "a lock that was left is no obstacle";
+}
+
+TEST_F(OutputTest, ALinkInPlaceOfTheLockIsRefused) {
+    testfiles::link("/etc/tarn/elsewhere", kLock);
+    const Outcome outcome = tool({"compile", kPolicy});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, HasSubstr("cannot open the lock file /run/lock/tarn-policy"));
+    EXPECT_FALSE(testfiles::exists("/etc/tarn/elsewhere"));
+}
+
+TEST_F(OutputTest, ATerminalShowsWhatIsDone) {
+    plainKernel();
+    const Outcome outcome =
+        testprocess::run({"script", "-qec", std::string(TARN_POLICY) + " apply " + kPolicy, "/dev/null"});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(outcome.out, AllOf(HasSubstr("reading: "), HasSubstr("resolving: 4 of 4 names"),
+                                   HasSubstr("compiling: 0 of 2 message files")));
+}
+
+TEST_F(OutputTest, NoProgressOutsideATerminal) {
+    plainKernel();
+    const Outcome outcome = tool({"apply", kPolicy});
+    EXPECT_THAT(outcome.out + outcome.err, AllOf(Not(HasSubstr("reading:")), Not(HasSubstr("\r"))));
+}
+
+TEST_F(OutputTest, AnUnexpectedErrorIsOneClearMessage) {
+    const Outcome outcome = toolWithLabelManager("throw", {"check", kPolicy});
+    EXPECT_EQ(outcome.status, 70);
+    EXPECT_THAT(outcome.err, HasSubstr("cannot finish check: unexpected error: the label manager fell over"));
+    EXPECT_THAT(outcome.err, Not(HasSubstr("terminate")));
+}
+
+TEST_F(OutputTest, AnErrorOfUnknownKindIsOneClearMessage) {
+    const Outcome outcome = toolWithLabelManager("throw-number", {"check", kPolicy, "--json"});
+    EXPECT_EQ(outcome.status, 70);
+    EXPECT_EQ(parseJson(outcome.out)["exitName"].asString(), "internal");
+    EXPECT_THAT(outcome.err, HasSubstr("unexpected error: of an unknown kind"));
+}
+
+TEST_F(OutputTest, LackOfMemoryIsSaid) {
+    const Outcome outcome = toolWithLabelManager("no-memory", {"check", kPolicy});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, HasSubstr("this machine is out of memory"));
+}
+
+}  // namespace

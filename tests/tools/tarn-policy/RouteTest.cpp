@@ -1,0 +1,196 @@
+// The routes to a delivered policy, and what each leaves of the dynamic variables: in the kernel, in the table of the
+// next process, and in the file.
+#include "ToolFixture.h"
+#include "support/Files.h"
+#include "support/ManagerAccess.h"
+
+namespace {
+
+using namespace tooltest;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Pair;
+
+class RouteTest : public ToolTest {
+protected:
+    struct State {
+        std::string kernelA;
+        std::string kernelB;
+        ManagerAccess::DynamicVariables table;
+        std::string file;
+        bool hasFile = false;
+    };
+
+    // Two variables are switched on by the tool; the second one is then switched off behind its back, so that a replay
+    // can be told from leaving it alone.
+    void start(bool simulated) {
+        if (simulated) {
+            simulatedKernel({"net/a", "net/b"});
+        } else {
+            plainKernel({"net/a", "net/b"});
+        }
+        if (IsSkipped() || HasFatalFailure()) {
+            return;
+        }
+        ASSERT_EQ(tool({"var", "set", "net", "a", "1"}).status, 0);
+        ASSERT_EQ(tool({"var", "set", "net", "b", "5"}).status, 0);
+        ASSERT_EQ(testprocess::run({"sh", "-c", "printf 0 > " + std::string(kKernel) + "/paras/net/b"}).status, 0);
+    }
+
+    static State state() {
+        State now;
+        now.kernelA = kernelValue("net/a");
+        now.kernelB = kernelValue("net/b");
+        now.table = ManagerAccess().dynamicVarMap;
+        now.hasFile = testfiles::exists(kDynamicInfo);
+        now.file = testfiles::read(kDynamicInfo);
+        return now;
+    }
+
+    static void expectDropped(const State& now) {
+        EXPECT_EQ(now.kernelA, "1") << "the kernel's switches stay";
+        EXPECT_EQ(now.kernelB, "0") << "nothing is replayed";
+        EXPECT_THAT(now.table, IsEmpty());
+        EXPECT_FALSE(now.hasFile);
+    }
+
+    static void expectKept(const State& now) {
+        EXPECT_EQ(now.kernelA, "1");
+        EXPECT_EQ(now.kernelB, "1") << "set again";
+        EXPECT_EQ(now.file, "net:a:1\nnet:b:5\n");
+        EXPECT_THAT(now.table,
+                    ElementsAre(Pair(std::make_tuple("net", "a"), 1U), Pair(std::make_tuple("net", "b"), 5U)));
+    }
+
+    static Json::Value policyWithVariable() {
+        Json::Value policy = smallPolicy();
+        policy["variables"]["net"]["b"] = 9;
+        policy["variables"]["net"]["a"] = Json::nullValue;
+        return policy;
+    }
+};
+
+TEST_F(RouteTest, ApplyDropsTheVariablesAndNamesThem) {
+    start(false);
+    const Outcome outcome = tool({"apply", kPolicy});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(outcome.out, HasSubstr("dropped net:a=1\ndropped net:b=5\n"));
+    expectDropped(state());
+}
+
+TEST_F(RouteTest, CompileThenSendEndsAsApplyDoes) {
+    start(false);
+    EXPECT_EQ(tool({"compile", kPolicy}).status, 0);
+    const Outcome outcome = tool({"send"});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(outcome.out, HasSubstr("dropped net:a=1\ndropped net:b=5\n"));
+    expectDropped(state());
+}
+
+TEST_F(RouteTest, BothRoutesGiveTheKernelTheSameMessages) {
+    start(true);
+    if (IsSkipped()) {
+        return;
+    }
+    ASSERT_EQ(tool({"apply", kPolicy}).status, 0);
+    const std::vector<std::string> applied = snapshot(kFinalSet);
+    const std::string firstHalf = testfiles::read(kTranscript);
+    ASSERT_EQ(tool({"compile", kPolicy}).status, 0);
+    ASSERT_EQ(tool({"send"}).status, 0);
+    EXPECT_EQ(snapshot(kFinalSet), applied);
+    expectDropped(state());
+    EXPECT_THAT(firstHalf, HasSubstr("5 end"));
+    EXPECT_THAT(testfiles::read(kTranscript), HasSubstr("10 end"));
+}
+
+TEST_F(RouteTest, ApplyKeepsVariablesOnDemand) {
+    start(false);
+    const Outcome outcome = tool({"apply", "--keep-vars", kPolicy});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(outcome.out, HasSubstr("set again net:a=1\nset again net:b=5\n"));
+    expectKept(state());
+}
+
+TEST_F(RouteTest, SendKeepsVariablesOnDemand) {
+    start(false);
+    EXPECT_EQ(tool({"compile", kPolicy}).status, 0);
+    const Outcome outcome = tool({"send", "--keep-vars"});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    expectKept(state());
+}
+
+TEST_F(RouteTest, ASetOfUnknownOriginReplaysVariables) {
+    start(false);
+    EXPECT_EQ(tool({"compile", kPolicy}).status, 0);
+    testprocess::run({"rm", kNote});  // as a host's own compilation leaves it
+    const Outcome outcome = tool({"send", "--json"});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_FALSE(parseJson(outcome.out)["fullSet"].asBool());
+    expectKept(state());
+}
+
+TEST_F(RouteTest, ASetThatWasChangedAfterItsCompilationReplaysVariables) {
+    start(false);
+    EXPECT_EQ(tool({"compile", kPolicy}).status, 0);
+    // A section that was merged since brings one more message: here a sound copy of one.
+    const std::string extra = testfiles::read(std::string(kSet) + "/extra_0_quiet_h_0");
+    testfiles::write(std::string(kSet) + "/section_0_quiet_h_0", extra);
+    const Outcome outcome = tool({"send", "--json"});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_FALSE(parseJson(outcome.out)["fullSet"].asBool());
+    expectKept(state());
+}
+
+TEST_F(RouteTest, ApplySetsThePolicysVariables) {
+    start(false);
+    writePolicy(policyWithVariable());
+    const Outcome outcome = tool({"apply", kPolicy});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(outcome.out, HasSubstr("set net:b=9\n"));
+    const State now = state();
+    EXPECT_EQ(now.kernelB, "1");
+    EXPECT_EQ(now.file, "net:b:9\n");
+}
+
+TEST_F(RouteTest, CompileThenSendSetsThePolicysVariables) {
+    start(false);
+    writePolicy(policyWithVariable());
+    EXPECT_EQ(tool({"compile", kPolicy}).status, 0);
+    const Outcome outcome = tool({"send"});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    const State now = state();
+    EXPECT_EQ(now.kernelB, "1");
+    EXPECT_EQ(now.file, "net:b:9\n");
+}
+
+TEST_F(RouteTest, AVariableThatCannotBeKeptIsNoSuccess) {
+    start(false);
+    testprocess::run({"rm", std::string(kKernel) + "/paras/net/b"});
+    const Outcome outcome = tool({"apply", "--keep-vars", kPolicy});
+    EXPECT_EQ(outcome.status, 11);
+    EXPECT_THAT(outcome.err,
+                AllOf(HasSubstr("net:b=5: the kernel's entry"), HasSubstr("the kernel holds the whole set")));
+    EXPECT_EQ(testfiles::read(kDynamicInfo), "net:a:1\n") << "the others are kept";
+}
+
+TEST_F(RouteTest, AValueThatWouldNotBeReadBackIsNotKeptInSilence) {
+    plainKernel({"net/a"});
+    saveVariables("net:a:-1\n");
+    const Outcome outcome = tool({"apply", "--keep-vars", kPolicy});
+    EXPECT_EQ(outcome.status, 11);
+    EXPECT_THAT(outcome.err, HasSubstr("net:a=4294967295: a value above 2147483647"));
+}
+
+TEST_F(RouteTest, ARefusedDeliveryDropsNothing) {
+    simulatedKernel({"net/a"}, {"5:22"});
+    if (IsSkipped()) {
+        return;
+    }
+    ASSERT_EQ(tool({"var", "set", "net", "a", "1"}).status, 0);
+    EXPECT_EQ(tool({"apply", kPolicy}).status, 9);
+    EXPECT_EQ(testfiles::read(kDynamicInfo), "net:a:1\n");
+}
+
+}  // namespace

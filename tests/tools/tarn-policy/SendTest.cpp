@@ -1,0 +1,142 @@
+#include "ToolFixture.h"
+#include "support/Files.h"
+
+namespace {
+
+using namespace tooltest;
+using testing::AllOf;
+using testing::HasSubstr;
+
+class SendTest : public ToolTest {
+protected:
+    static void compile() { ASSERT_EQ(tool({"compile", kPolicy}).status, 0); }
+};
+
+TEST_F(SendTest, DeliversACompiledSet) {
+    ASSERT_NO_FATAL_FAILURE(simulatedKernel());
+    if (IsSkipped()) {
+        return;
+    }
+    compile();
+    const Outcome outcome = tool({"send"});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.out, "delivered: the kernel holds the whole set\n");
+    EXPECT_THAT(testfiles::read(kTranscript),
+                AllOf(HasSubstr("1 begin"), HasSubstr("2 namespace"), HasSubstr("5 end")));
+    EXPECT_FALSE(testfiles::exists(kSet));
+    EXPECT_TRUE(testfiles::exists(kFinalSet));
+    EXPECT_TRUE(testfiles::exists("/etc/tarn/scene_info"));
+    EXPECT_FALSE(testfiles::exists(kNote));
+}
+
+TEST_F(SendTest, NothingToSendIsSaid) {
+    plainKernel();
+    const Outcome outcome = tool({"send"});
+    EXPECT_EQ(outcome.status, 3);
+    EXPECT_THAT(outcome.err, AllOf(HasSubstr("there is no compiled set"), HasSubstr("next: ")));
+}
+
+TEST_F(SendTest, ASecondSendHasNothingToSend) {
+    plainKernel();
+    compile();
+    EXPECT_EQ(tool({"send"}).status, 0);
+    EXPECT_EQ(tool({"send"}).status, 3);
+}
+
+TEST_F(SendTest, WithoutTheKernelsEntryNothingIsSent) {
+    compile();
+    const Outcome outcome = tool({"send"});
+    EXPECT_EQ(outcome.status, 8);
+    EXPECT_THAT(outcome.err, AllOf(HasSubstr("/sys/kernel/security/tarn/policy_deliver"),
+                                   HasSubstr("load the kernel module tarn_main")));
+    EXPECT_FALSE(testfiles::exists(kDeliver)) << "no plain file in the kernel's place";
+    EXPECT_TRUE(testfiles::exists(kSet));
+}
+
+TEST_F(SendTest, AnIncompleteSetIsRefused) {
+    for (const char* name : {"beginmsg", "endmsg", "namemsg"}) {
+        plainKernel();
+        compile();
+        testprocess::run({"rm", std::string(kSet) + "/" + name});
+        const Outcome outcome = tool({"send"});
+        EXPECT_EQ(outcome.status, 7) << name;
+        EXPECT_EQ(testfiles::read(kDeliver), "") << name;
+    }
+}
+
+TEST_F(SendTest, ASetWithoutItsSideFileIsRefused) {
+    plainKernel();
+    compile();
+    testprocess::run({"rm", "/etc/tarn/.scene_info"});
+    const Outcome outcome = tool({"send"});
+    EXPECT_EQ(outcome.status, 7);
+    EXPECT_THAT(outcome.err, HasSubstr("/etc/tarn/.scene_info is missing"));
+    EXPECT_EQ(testfiles::read(kDeliver), "");
+}
+
+TEST_F(SendTest, EveryDamagedMessageIsNamed) {
+    plainKernel();
+    compile();
+    const std::string first = std::string(kSet) + "/base_0_net_g_0";
+    const std::string second = std::string(kSet) + "/extra_0_quiet_h_0";
+    testfiles::write(first, testfiles::read(first).substr(0, 100));
+    testfiles::write(second, testfiles::read(second) + "x");
+    const Outcome outcome = tool({"send", "--json"});
+    EXPECT_EQ(outcome.status, 7);
+    const Json::Value problems = parseJson(outcome.out)["setProblems"];
+    ASSERT_EQ(problems.size(), 2U);
+    EXPECT_THAT(problems[0].asString(), HasSubstr("base_0_net_g_0: "));
+    EXPECT_THAT(problems[1].asString(), HasSubstr("extra_0_quiet_h_0: "));
+    EXPECT_EQ(testfiles::read(kDeliver), "");
+    EXPECT_TRUE(testfiles::exists(kSet));
+}
+
+TEST_F(SendTest, EachRefusedMessageIsNamedWithWhatTheKernelHolds) {
+    ASSERT_NO_FATAL_FAILURE(simulatedKernel({}, {"1:5", "3:12", "6:22", "10:74", "15:70"}));
+    if (IsSkipped()) {
+        return;
+    }
+    compile();
+    const std::vector<std::pair<std::string, std::string>> expected = {
+        {"beginmsg (message 1 of 5) was refused: EIO (5)", "the kernel has taken nothing of this set"},
+        {"namemsg (message 2 of 5) was refused: ENOMEM (12)", "the kernel has taken the first 1 of 5 messages"},
+        {"(message 3 of 5) was refused: EINVAL (22)", "the kernel has taken the first 2 of 5 messages"},
+        {"(message 4 of 5) was refused: EBADMSG (74)", "the kernel has taken the first 3 of 5 messages"},
+        {"endmsg (message 5 of 5) was refused: ECOMM (70)", "the kernel has taken the first 4 of 5 messages"}};
+    for (const auto& [refused, holds] : expected) {
+        const Outcome outcome = tool({"send"});
+        EXPECT_EQ(outcome.status, 9);
+        EXPECT_THAT(outcome.err, AllOf(HasSubstr(refused), HasSubstr(holds), HasSubstr("next: "))) << outcome.err;
+        EXPECT_TRUE(testfiles::exists(kSet));
+        EXPECT_TRUE(testfiles::exists(kNote));
+    }
+    const Outcome outcome = tool({"send"});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+}
+
+TEST_F(SendTest, TheJsonObjectTellsHowFarADeliveryCame) {
+    ASSERT_NO_FATAL_FAILURE(simulatedKernel({}, {"2:61"}));
+    if (IsSkipped()) {
+        return;
+    }
+    compile();
+    const Outcome outcome = tool({"send", "--json"});
+    const Json::Value delivery = parseJson(outcome.out)["delivery"];
+    EXPECT_EQ(delivery["messages"].asInt(), 5);
+    EXPECT_EQ(delivery["delivered"].asInt(), 1);
+    EXPECT_EQ(delivery["refused"].asString(), "namemsg");
+    EXPECT_EQ(delivery["status"].asInt(), 61);
+    EXPECT_NE(delivery["kernelHolds"].asString(), "");
+}
+
+TEST_F(SendTest, AFailureAfterTheEndIsNoSuccess) {
+    plainKernel();
+    compile();
+    testfiles::write("/etc/tarn/scene_info/in-the-way", "");  // a directory that the rename can't replace
+    const Outcome outcome = tool({"send"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, AllOf(HasSubstr("cannot give the delivered files their final names"),
+                                   HasSubstr("now: the kernel holds the whole set")));
+}
+
+}  // namespace
