@@ -54,7 +54,6 @@ TEST_F(CopyDirectory, overwritesFilesOfTheSameNameAndLeavesOthers) {
     EXPECT_EQ(testfiles::read("/etc/tarn/t/other"), "kept");
     EXPECT_EQ(testfiles::read("/etc/tarn/t/d/inner"), "new");
     EXPECT_EQ(testfiles::read("/etc/tarn/t/d/other"), "kept");
-    EXPECT_EQ(testlog::lines(), LogLineList{});
 }
 
 TEST_F(CopyDirectory, createsDirectoriesWithMode0750) {
@@ -98,7 +97,6 @@ TEST_F(CopyDirectory, refusesPathsOutsideTheTrees) {
 TEST_F(CopyDirectory, failsOnAMissingSourceAfterCreatingTheTarget) {
     EXPECT_EQ(copyDirectory("/etc/tarn/missing", "/etc/tarn/t"), 1);
     EXPECT_EQ(testlog::lines(), error("openat source subdir . failed: Bad file descriptor"));
-    EXPECT_TRUE(testfiles::exists("/etc/tarn/t"));
     EXPECT_EQ(testfiles::mode("/etc/tarn/t"), 0750U);
 }
 
@@ -270,7 +268,8 @@ TEST_F(CopyDirectory, endsATransferWhenTheSourceShrinksMeanwhile) {
         EXPECT_EQ(truncate("/etc/tarn/s/a", 4), 0);
         return interpose::sendfile.real(out, in, offset, count);
     });
-    copyDirectory("/etc/tarn/s", "/etc/tarn/t");
+    EXPECT_EQ(copyDirectory("/etc/tarn/s", "/etc/tarn/t"), 0);
+    EXPECT_EQ(testlog::lines(), LogLineList{});
     EXPECT_EQ(calls, 2);
     EXPECT_EQ(testfiles::read("/etc/tarn/t/a"), "0123");
 }
