@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -81,15 +83,49 @@ void keep(const testing::TestInfo& test) {
     std::cout << "evidence of the failure: " << target.string() << std::endl;
 }
 
+void keepOrSayWhyNot(const testing::TestInfo& test) {
+    try {
+        keep(test);
+    } catch (const std::exception& error) {
+        std::cout << "the evidence of the failure can't be kept: " << error.what() << std::endl;
+    }
+}
+
+// A crash ends the process before any listener hears of it. What follows is more than a signal handler may do by the
+// book; should it hang, the alarm ends it. The process then dies of its signal as it would have without us.
+pid_t testProcess = 0;
+
+void keepAndDie(int number) {
+    std::signal(number, SIG_DFL);
+    const testing::TestInfo* test = testing::UnitTest::GetInstance()->current_test_info();
+    if (getpid() == testProcess && test != nullptr) {
+        constexpr unsigned int kSeconds = 10;
+        alarm(kSeconds);
+        keepOrSayWhyNot(*test);
+    }
+    std::raise(number);
+}
+
+// The sanitizers report crashes in handlers of their own, which must stay. So must the deaths that tests provoke in
+// children of theirs go unnoticed: those have another process number, or were started anew by gtest itself.
+void keepOfCrashes() {
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+    if (testing::internal::InDeathTestChild()) {
+        return;
+    }
+    testProcess = getpid();
+    for (const int number : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT}) {
+        std::signal(number, keepAndDie);
+    }
+#else
+    static_cast<void>(keepAndDie);
+#endif
+}
+
 class Keeper : public testing::EmptyTestEventListener {
     void OnTestEnd(const testing::TestInfo& test) override {
-        if (!test.result()->Failed()) {
-            return;
-        }
-        try {
-            keep(test);
-        } catch (const std::exception& error) {
-            std::cout << "the evidence of the failure can't be kept: " << error.what() << std::endl;
+        if (test.result()->Failed()) {
+            keepOrSayWhyNot(test);
         }
     }
 };
@@ -98,6 +134,7 @@ class Keeper : public testing::EmptyTestEventListener {
 
 void install() {
     testing::UnitTest::GetInstance()->listeners().Append(new Keeper);
+    keepOfCrashes();
 }
 
 }  // namespace testevidence

@@ -4,9 +4,9 @@
 
 namespace testevidence {
 
-// From now on each failed test has a folder <suite.test> below $TARN_EVIDENCE_DIR (by default build/evidence) with the
-// files of /var/log, a listing of /etc/tarn, and the command line; its path is printed. Called once, after gtest's own
-// set-up.
+// From now on each test that fails or crashes has a folder <suite.test> below $TARN_EVIDENCE_DIR (by default
+// build/evidence) with the files of /var/log, a listing of /etc/tarn, and the command line; its path is printed. Called
+// once, after gtest's own set-up.
 void install();
 
 }  // namespace testevidence

@@ -1,6 +1,8 @@
 // Fails on purpose, for the test of what a failure leaves behind. It is no test of its own.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
 #include "support/Files.h"
 #include "support/LogLines.h"
 
@@ -20,6 +22,15 @@ INSTANTIATE_TEST_SUITE_P(Deliberate, Probe, testing::Values(7));
 
 TEST(ProbeThat, Passes) {
     testfiles::write(testlog::kPath, "nobody needs this\n");
+}
+
+TEST(ProbeThat, Crashes) {
+    testfiles::write(testlog::kPath, "the last words\n");
+    std::abort();
+}
+
+TEST(ProbeThat, LetsAChildCrash) {
+    EXPECT_DEATH(std::abort(), "");
 }
 
 }  // namespace

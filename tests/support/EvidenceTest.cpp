@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
 
 #include "support/Files.h"
@@ -57,6 +58,21 @@ TEST(Evidence, OfASuccessIsNotKept) {
     const testprocess::Outcome outcome = probe("ProbeThat.Passes", folder);
     EXPECT_EQ(outcome.status, 0);
     EXPECT_THAT(outcome.out, Not(HasSubstr("evidence")));
+    EXPECT_TRUE(testfiles::list(folder).empty());
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST(Evidence, OfACrashIsKeptAndTheSignalStays) {
+    const std::string folder = freshFolder();
+    const testprocess::Outcome outcome = probe("ProbeThat.Crashes", folder);
+    EXPECT_EQ(outcome.status, 128 + SIGABRT);
+    EXPECT_EQ(testfiles::read(folder + "/ProbeThat.Crashes/tarn-policy.log"), "the last words\n");
+}
+#endif
+
+TEST(Evidence, OfADeathThatATestExpectsIsNotKept) {
+    const std::string folder = freshFolder();
+    EXPECT_EQ(probe("ProbeThat.LetsAChildCrash", folder).status, 0);
     EXPECT_TRUE(testfiles::list(folder).empty());
 }
 

@@ -122,6 +122,11 @@ TEST_F(SandboxKernel, FifoComesWithPlainFilesForDynamicVariables) {
     EXPECT_EQ(outcome.out, "1") << outcome.err;
 }
 
+TEST_F(SandboxKernel, LeaksNoDescriptorToTheCommand) {
+    const Words list = {"ls", "/proc/self/fd"};
+    EXPECT_EQ(run(sandbox({"--kernel=fifo", "--keep", "/etc/kept"}) + list).out, run(list).out);
+}
+
 // An empty /dev stands for a machine without FUSE.
 class SandboxWithoutFuse : public SandboxTest {
 protected:
