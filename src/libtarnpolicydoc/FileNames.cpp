@@ -10,7 +10,7 @@ namespace {
 constexpr int kLargestFileNumber = 999999;
 
 std::string series(const std::string& key, unsigned int slice, const std::string& nameSpace, const std::string& group) {
-    std::string name = paths::policyFileName(paths::slicePrefix(key, static_cast<int>(slice)), nameSpace, group, 0);
+    std::string name = paths::policyFileName(paths::slicePrefix(paths::keyStem(key), slice), nameSpace, group, 0);
     name.pop_back();  // the number; what stands before it tells the series
     return name;
 }
@@ -42,8 +42,10 @@ std::optional<std::size_t> FileNameClaims::holder(const std::string& key, const 
 
 std::size_t longestFileName(const std::string& key, const std::string& nameSpace, const std::string& group,
                             unsigned int threads) {
-    const int lastSlice = threads == 0 ? 0 : static_cast<int>(threads) - 1;
-    return paths::policyFileName(paths::slicePrefix(key, lastSlice), nameSpace, group, kLargestFileNumber).size();
+    const unsigned int lastSlice = threads == 0 ? 0 : threads - 1;
+    return paths::policyFileName(paths::slicePrefix(paths::keyStem(key), lastSlice), nameSpace, group,
+                                 kLargestFileNumber)
+        .size();
 }
 
 }  // namespace policydoc

@@ -101,7 +101,7 @@ std::vector<PlannedFile> planFiles(const Plan& plan, unsigned int threads) {
     std::vector<PlannedFile> files;
     for (std::uint32_t key = 0; key < plan.keys.size(); ++key) {
         for (const Slice& slice : slicesOf(plan, key, threads)) {
-            const std::string prefix = paths::slicePrefix(plan.keys[key].key, static_cast<int>(slice.number));
+            const std::string prefix = paths::slicePrefix(paths::keyStem(plan.keys[key].key), slice.number);
             const auto closed = [&](const Message& message, std::uint32_t messageGroup, std::uint32_t) {
                 const MessageGroup& names = plan.messageGroups[messageGroup];
                 files.push_back(
