@@ -31,6 +31,10 @@ std::string tooManyThreads(unsigned int number) {
     return "###ERROR: threadnum " + std::to_string(number) + " exceeds maximum 64, fallback to auto-detect.";
 }
 
+std::string lineOf(const std::string& key, const std::string& value) {
+    return key + "=" + value + "\n";
+}
+
 // The highest level that is still written, up to 9. Leaves a trace in the log.
 unsigned int levelInForce() {
     constexpr unsigned int kHighest = 9;
@@ -217,7 +221,7 @@ TEST(Configuration, AnyLogflagButZeroIsOn) {
 TEST(Configuration, AValueThatDoesNotConvertIsReportedAndLeavesTheDefault) {
     for (const std::string key : {"threadnum", "printtime", "loglevel", "logflag"}) {
         for (const std::string value : {"many", "x1", "-", " ", "18446744073709551616"}) {
-            const Settings settings = read(key + "=" + value + "\n");
+            const Settings settings = read(lineOf(key, value));
             EXPECT_EQ(settings.threads, 4U);
             EXPECT_EQ(settings.printtime, 0U);
             EXPECT_FALSE(settings.logflag);

@@ -7,7 +7,6 @@
 #include <regex>
 #include <string>
 #include <system_error>
-#include <thread>
 #include <vector>
 
 #include "Common/Common.h"
@@ -15,6 +14,7 @@
 #include "support/ManagerAccess.h"
 #include "support/MutexTrace.h"
 #include "support/StdoutCapture.h"
+#include "support/Threads.h"
 
 namespace {
 
@@ -111,18 +111,12 @@ TEST_F(Stopwatch, EachCallHoldsItsMutexAlone) {
 
 TEST_F(Stopwatch, ThreadsMayTimeStagesAtOnce) {
     StdoutCapture output;
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < 4; ++thread) {
-        threads.emplace_back([this, thread] {
-            for (int turn = 0; turn < 50; ++turn) {
-                manager.printTime("stage" + std::to_string(thread), "");
-                manager.printTime("stage" + std::to_string(thread), "lap");
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    runInThreads(4, [&](std::size_t thread) {
+        for (int turn = 0; turn < 50; ++turn) {
+            manager.printTime("stage" + std::to_string(thread), "");
+            manager.printTime("stage" + std::to_string(thread), "lap");
+        }
+    });
     EXPECT_TRUE(std::regex_match(output.finish(), std::regex("(stage[0-3]->lap:[0-9]+\n){200}")));
 }
 

@@ -13,6 +13,7 @@
 #include "support/LogLines.h"
 #include "support/ManagerAccess.h"
 #include "support/MutexTrace.h"
+#include "support/Threads.h"
 
 namespace {
 
@@ -107,17 +108,11 @@ TEST(SetFileToGetLabelMap, AFailingLockThrowsASystemErrorAndStoresNothing) {
 
 TEST(SetFileToGetLabelMap, MayBeCalledFromManyThreads) {
     ManagerAccess manager;
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < 4; ++thread) {
-        threads.emplace_back([&manager] {
-            for (int turn = 0; turn < 200; ++turn) {
-                manager.setFileToGetLabelMap("file", "/" + std::to_string(turn));
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    runInThreads(4, [&](std::size_t /*thread*/) {
+        for (int turn = 0; turn < 200; ++turn) {
+            manager.setFileToGetLabelMap("file", "/" + std::to_string(turn));
+        }
+    });
     EXPECT_EQ(manager.m_mapFileToGetLabel["file"].size(), 200U);
 }
 

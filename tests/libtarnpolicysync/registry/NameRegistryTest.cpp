@@ -7,7 +7,6 @@
 #include <map>
 #include <string>
 #include <system_error>
-#include <thread>
 #include <vector>
 
 #include "Common/Common.h"
@@ -16,6 +15,7 @@
 #include "support/LogLines.h"
 #include "support/ManagerAccess.h"
 #include "support/MutexTrace.h"
+#include "support/Threads.h"
 
 namespace {
 
@@ -465,21 +465,15 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(Registry, MayBeUsedFromManyThreads) {
     ManagerAccess manager;
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < 4; ++thread) {
-        threads.emplace_back([&manager, thread] {
-            for (int turn = 0; turn < 200; ++turn) {
-                const std::string name = std::to_string(turn);
-                nameId(manager, name);
-                manager.setUidInfo(name, static_cast<unsigned int>(turn));
-                manager.setNamespaceInfo(name);
-                manager.setNamespaceFuncInfo("net", "m" + std::to_string(thread), name);
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    runInThreads(4, [&](std::size_t thread) {
+        for (int turn = 0; turn < 200; ++turn) {
+            const std::string name = std::to_string(turn);
+            nameId(manager, name);
+            manager.setUidInfo(name, static_cast<unsigned int>(turn));
+            manager.setNamespaceInfo(name);
+            manager.setNamespaceFuncInfo("net", "m" + std::to_string(thread), name);
+        }
+    });
     EXPECT_EQ(manager.m_mapNameId.size(), 200U);
     EXPECT_EQ(manager.m_mapUserUid.size(), 200U);
     EXPECT_EQ(manager.m_mapNamespaceFunc.size(), 201U);
