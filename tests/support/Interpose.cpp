@@ -7,6 +7,9 @@ bool& insideReplacement() {
     return inside;
 }
 
+// Names that are declared take no parentheses.
+// NOLINTBEGIN(bugprone-macro-parentheses)
+
 // Constant initialisation: the functions are called before any constructor of this program has run.
 #define TARN_DEFINE_SLOT(name, result, parameters, arguments) Slot<result parameters> name(#name);
 TARN_INTERPOSED_FUNCTIONS(TARN_DEFINE_SLOT)
@@ -38,3 +41,5 @@ TARN_DEFINE_ALIAS(__read_chk, read, ssize_t, (int fd, void* data, std::size_t co
 TARN_DEFINE_ALIAS(__realpath_chk, realpath, char*, (const char* path, char* resolved, std::size_t), (path, resolved))
 TARN_DEFINE_ALIAS(__getdelim, getdelim, ssize_t, (char** line, std::size_t* size, int delimiter, FILE* stream),
                   (line, size, delimiter, stream))
+
+// NOLINTEND(bugprone-macro-parentheses)

@@ -124,10 +124,12 @@ private:
     ENTRY(unlinkat, int, (int fd, const char* path, int flags), (fd, path, flags))                             \
     ENTRY(write, ssize_t, (int fd, const void* data, std::size_t count), (fd, data, count))
 
-// NOLINTNEXTLINE(bugprone-macro-parentheses): a declared name takes no parentheses
+// A declared name takes no parentheses.
+// NOLINTBEGIN(bugprone-macro-parentheses)
 #define TARN_INTERPOSED_SLOT(name, result, parameters, arguments) extern Slot<result parameters> name;
 TARN_INTERPOSED_FUNCTIONS(TARN_INTERPOSED_SLOT)
 #undef TARN_INTERPOSED_SLOT
+// NOLINTEND(bugprone-macro-parentheses)
 
 }  // namespace interpose
 

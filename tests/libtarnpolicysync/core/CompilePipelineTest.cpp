@@ -62,6 +62,10 @@ std::vector<std::string> leftBehind() {
     return names;
 }
 
+std::string message(const std::string& name) {
+    return testfiles::read(paths::inDirectory(kDirectory, name));
+}
+
 // One rule that compiles into one record, all details logged.
 class Pipeline : public testing::Test {
 protected:
@@ -166,11 +170,11 @@ TEST_F(Pipeline, ASecondRunGivesTheSameFiles) {
     EXPECT_EQ(manager.compileData(), 0U);
     std::map<std::string, std::string> first;
     for (const std::string& name : testfiles::list(kDirectory)) {
-        first[name] = testfiles::read(kDirectory + "/" + name);
+        first[name] = message(name);
     }
     EXPECT_EQ(manager.compileData(), 0U);
     for (const auto& [name, content] : first) {
-        EXPECT_EQ(testfiles::read(kDirectory + "/" + name), content) << name;
+        EXPECT_EQ(message(name), content) << name;
     }
     EXPECT_EQ(testfiles::list(kDirectory).size(), first.size());
 }
