@@ -55,10 +55,14 @@ configure() {
     fi
 }
 
-# compile FOLDER TARGET...: shows one line of progress at most, and the compiler's words when it fails.
+# compile FOLDER TARGET...: a line of progress on a terminal, else only the compiler's words when it fails.
 compile() {
     local folder=$1 output
     shift
+    if [[ -t 1 ]]; then
+        ninja -C "$folder" -j "$jobs" "$@" || fail "building in $folder failed"
+        return
+    fi
     if ! output=$(ninja -C "$folder" -j "$jobs" "$@" 2>&1); then
         grep -v '^\[' <<<"$output" >&2 || true
         fail "building in $folder failed"
