@@ -130,7 +130,7 @@ private:
     }
 
     void walkSlice(const std::string& key, unsigned int slice, const policydoc::MessageGroup& group, RuleWalk& walk) {
-        const std::string prefix = paths::slicePrefix(key, static_cast<int>(slice));
+        const std::string prefix = paths::slicePrefix(paths::keyStem(key), slice);
         std::string bytes;
         for (int index = 0;; ++index) {
             const std::string name = paths::policyFileName(prefix, group.nameSpace, group.group, index);
