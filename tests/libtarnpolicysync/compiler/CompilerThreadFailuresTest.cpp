@@ -60,6 +60,25 @@ TEST_F(CompilerThreadFailures, ARecordThatDoesNotFitEndsTheThreadInsteadOfOpenin
                                  {1, "###ERROR: in compileKernelPolicyThread, makeSinglePolicy error"}}));
 }
 
+TEST_F(CompilerThreadFailures, ALaterPairOfARuleThatDoesNotFitFailsAlike) {
+    PolicyNode large = samples::ruleOfSize(300000);
+    large.vecObjectId = {samples::id(1), samples::id(2), samples::id(3), samples::id(4)};
+    EXPECT_EQ(compile({large}), 1);
+    EXPECT_TRUE(files().empty());
+    EXPECT_EQ(testlog::lines(),
+              (std::vector<Line>{{1, "Failed to copy funcparam.strData, buffer full"},
+                                 {1, "####ERROR: in func makeSinglePolicy, makeSingleDoFuncPolicy error"},
+                                 {1, "###ERROR: in compileKernelPolicyThread, makeSinglePolicy error"}}));
+}
+
+TEST_F(CompilerThreadFailures, ALaterPairMayFillTheMegabyteToTheLastByte) {
+    PolicyNode rule = samples::ruleOfSize((kCapacity - kFixed) / 4);
+    rule.vecObjectId = {samples::id(1), samples::id(2), samples::id(3), samples::id(4)};
+    EXPECT_EQ(compile({rule}), 0);
+    EXPECT_EQ(files().at("base_0_ns_g_0").size(), kCapacity);
+    EXPECT_TRUE(sameFiles(model::sliceFiles(numbers_, "base_0", {rule}), files()));
+}
+
 TEST_F(CompilerThreadFailures, AMessageMayFillTheMegabyteToTheLastByte) {
     const PolicyNode rule = samples::ruleOfSize(kCapacity - kFixed);
     EXPECT_EQ(compile({rule}), 0);

@@ -279,6 +279,27 @@ TEST_F(ParallelCompiler, CompilesTheSectionsAsTheyWereAtTheStart) {
     EXPECT_TRUE(sameFiles(expected, files()));
 }
 
+// Large tables are copied by threads of their own, before the compiler threads start.
+TEST_F(ParallelCompiler, ALargeTableIsCopiedWhole) {
+    threads(3);
+    add("base", rules(5000));
+    add("extra", rules(2));
+    const ThreadStarts starts;
+    EXPECT_EQ(manager_.compileKernelPolicyMsg(), 0);
+    EXPECT_EQ(starts.count(), 5) << "two for the copy";
+    EXPECT_TRUE(sameFiles(model::policyFiles(numbers_, groups_, 3), files()));
+}
+
+TEST_F(ParallelCompiler, ACopyingThreadThatCannotStartIsNoFailure) {
+    threads(3);
+    add("base", rules(5000));
+    const ThreadStarts starts({0, 1});
+    EXPECT_EQ(manager_.compileKernelPolicyMsg(), 0);
+    EXPECT_EQ(starts.count(), 5);
+    EXPECT_TRUE(sameFiles(model::policyFiles(numbers_, groups_, 3), files()));
+    EXPECT_TRUE(testlog::lines().empty());
+}
+
 TEST_F(ParallelCompiler, LeavesTheRulesOfTheTableAsTheyWere) {
     add("base", {samples::ruleWithEverything()});
     EXPECT_EQ(manager_.compileKernelPolicyMsg(), 0);
