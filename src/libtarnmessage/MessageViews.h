@@ -60,7 +60,7 @@ struct ParamView {
 
 class ParamCursor {
 public:
-    ParamCursor(ByteCursor bytes, std::uint32_t count) : bytes_(bytes), left_(count) {}
+    ParamCursor(const ByteCursor& bytes, std::uint32_t count) : bytes_(bytes), left_(count) {}
     bool next(ParamView& param);  // false at the end
     const ByteCursor& bytes() const { return bytes_; }
 
@@ -81,7 +81,7 @@ struct ExprView {
 
 class ExprCursor {
 public:
-    ExprCursor(ByteCursor bytes, std::uint32_t count) : bytes_(bytes), left_(count) {}
+    ExprCursor(const ByteCursor& bytes, std::uint32_t count) : bytes_(bytes), left_(count) {}
     bool next(ExprView& node);  // false at the end
 
 private:
@@ -111,7 +111,7 @@ struct FunctionView {
 
 class FunctionCursor {
 public:
-    FunctionCursor(ByteCursor bytes, std::uint32_t count) : bytes_(bytes), left_(count) {}
+    FunctionCursor(const ByteCursor& bytes, std::uint32_t count) : bytes_(bytes), left_(count) {}
     bool next(FunctionView& function);  // false at the end
 
 private:

@@ -178,8 +178,8 @@ void FileSystem::read(fuse_req_t request, std::size_t size, off_t offset, const 
         return;
     }
     const std::string& content = snapshot->second;
-    const std::size_t start = std::min(static_cast<std::size_t>(offset), content.size());
-    fuse_reply_buf(request, content.data() + start, std::min(size, content.size() - start));
+    const std::size_t first = std::min(static_cast<std::size_t>(offset), content.size());
+    fuse_reply_buf(request, content.data() + first, std::min(size, content.size() - first));
 }
 
 void FileSystem::write(fuse_req_t request, Inode inode, std::string_view bytes) {

@@ -52,6 +52,13 @@ protected:
         start({});
     }
 
+    // A simulator that is killed leaves a dead mount behind.
+    void TearDown() override {
+        if (simulator_) {
+            EXPECT_EQ(simulator_->stop().status, 0);
+        }
+    }
+
     void start(const std::vector<std::string>& more) {
         if (simulator_) {
             ASSERT_EQ(simulator_->stop().status, 0);
