@@ -8,6 +8,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <vector>
 
 #include "Common/Handles.h"
 #include "Failure.h"
@@ -69,6 +70,24 @@ void copyTopLinks(const std::string& root) {
     }
 }
 
+std::string temporaryFolder() {
+    const char* chosen = std::getenv("TMPDIR");
+    return fs::path(chosen != nullptr && *chosen == '/' ? chosen : "/tmp").lexically_normal().string();
+}
+
+// A folder that holds the copies would be copied into itself without end.
+void requireOutside(const std::string& base, const Options& options) {
+    std::vector<std::string> copied = options.brought;
+    copied.push_back(options.etcDirectory);
+    for (const std::string& path : copied) {
+        if (!path.empty() && (path == "/" || isBelow(base, path))) {
+            throw Failure("cannot copy " + path +
+                          ", which holds the folder of copies itself; name a smaller folder, or " +
+                          "set TMPDIR to one outside");
+        }
+    }
+}
+
 }  // namespace
 
 bool ChrootTree::allowed() {
@@ -82,8 +101,9 @@ bool ChrootTree::allowed() {
 
 ChrootTree::ChrootTree(const Options& options)
     : workingDirectory_(fs::current_path().string()), etcDirectory_(options.etcDirectory) {
-    const char* temporary = std::getenv("TMPDIR");
-    root_ = std::string(temporary != nullptr && *temporary == '/' ? temporary : "/tmp") + "/tarn-sandbox.XXXXXX";
+    const std::string base = temporaryFolder();
+    requireOutside(base, options);
+    root_ = base + "/tarn-sandbox.XXXXXX";
     if (mkdtemp(root_.data()) == nullptr) {
         failWithErrno("cannot make " + root_);
     }

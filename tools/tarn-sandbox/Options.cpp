@@ -68,8 +68,10 @@ std::string para(const std::string& text) {
     return text;
 }
 
+// Without a slash at the end, so that paths can be compared.
 std::string absolute(const std::string& path) {
-    return std::filesystem::absolute(path).lexically_normal().string();
+    const std::filesystem::path normal = std::filesystem::absolute(path).lexically_normal();
+    return normal.has_filename() ? normal.string() : normal.parent_path().string();
 }
 
 void take(Options& options, int code, const char* value) {

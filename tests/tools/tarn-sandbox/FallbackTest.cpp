@@ -94,6 +94,15 @@ TEST_F(SandboxFallback, SaysWhatCannotBeBrought) {
     EXPECT_TRUE(nothingIsLeft());
 }
 
+TEST_F(SandboxFallback, RefusesToCopyAFolderIntoItself) {
+    for (const Words& option : {Words{"--etc", "/etc"}, Words{"--bring", "/etc/temporary/"}, Words{"--bring", "/"}}) {
+        const Outcome outcome = runRefused(sandbox({"--kernel=none"}) + option + Words{"true"});
+        EXPECT_EQ(outcome.status, kOwnFailure);
+        EXPECT_THAT(outcome.err, HasSubstr("which holds the folder of copies itself"));
+        EXPECT_TRUE(nothingIsLeft());
+    }
+}
+
 TEST_F(SandboxFallback, GivesTheStatusesOfCommandsThatCannotRun) {
     EXPECT_EQ(runRefused(plain({"no-such-command"})).status, 127);
     EXPECT_EQ(runRefused(plain({"/etc/passwd"})).status, 126);
