@@ -30,7 +30,7 @@
 // several threads; each line is handed over in one write. Nothing is returned and no error is raised.
 TARN_API void writeLog(const char* file, int line, unsigned int level, const char* format, ...);
 
-// Sets the process-wide log level. The number is stored as given; any number above 4 writes everything.
+// Sets the process-wide log level. The number is stored as given; 4 writes everything that the library logs.
 TARN_API void setLogLevel(unsigned int level);
 
 // Installs a SIGUSR1 handler that switches the long log prefix (with source file and line) on and off, process-wide.
@@ -56,9 +56,9 @@ TARN_API bool pathExist(const char* name);
 TARN_API bool HasPathEscape(const std::string& path);
 
 // True when the path is absolute, free of escapes and lies under "/etc/tarn/" or "/sys/kernel/security/tarn/"; one that
-// exists must lie there after symbolic links are resolved, too. A path that does not exist (a dangling link included)
-// is judged by its text. "/etc/tarn" is refused, and so is "/etc/tarn/" where it exists, because it resolves to the
-// former. Logs nothing: the caller names the refused path in its own words.
+// exists must lie there after symbolic links are resolved, too. A path that can't be found (one that does not exist, a
+// dangling link, a folder that refuses the look) is judged by its text. "/etc/tarn" is refused, and so is "/etc/tarn/"
+// where it exists, because it resolves to the former. Logs nothing: the caller names the refused path in its own words.
 TARN_API bool IsSafeAbsolutePath(const std::string& path);
 
 // False for an unsafe path, with "Illegal path in directoryExists: %s" at level 1; else whether the path exists, of
@@ -85,7 +85,7 @@ TARN_API int validate_mount_point(const std::string& path, const std::string& la
 // stays. A null argument throws std::logic_error.
 
 // Removes a directory and everything in it; links inside are removed as links. 0 removed; 1 failure, also when the
-// directory does not exist or the path ends in "/", "." or "..".
+// directory does not exist or the path's last component is empty, "." or "..".
 TARN_API int removeDirectory(const char* path);
 
 // Creates one directory of mode 0750; parents are not created. 0 created; 1 failure, also when it already exists.
@@ -99,7 +99,8 @@ TARN_API int renameFile(const char* from, const char* to);
 // 1 a path was refused or the removal failed; else the result of renameFile.
 TARN_API int renameDir(const char* from, const char* to);
 
-// Copies a regular file with its permission bits, replacing the content of `to`; not synced. 0 copied; 1 failure.
+// Copies a regular file, replacing the content of `to`; not synced. A file that is created gets the permission bits of
+// the source, less the process's umask. 0 copied; 1 failure.
 TARN_API int copyFile(const char* from, const char* to);
 
 // Copies a directory tree into `to`, which may exist: files of the same name are overwritten, others are left. Links
@@ -117,7 +118,8 @@ TARN_API int copyDirectory(const char* from, const char* to);
 // words (Common/KernelAnswers.h for the kernel's own answers 5, 12, 22, 61, 70, 71 and 74). All at level 1.
 TARN_API int writeFileData(std::string path, const char* data, unsigned long length, unsigned int flags);
 
-// Reads a text file, up to its first NUL byte, into its non-empty lines, which replace what `lines` held. 0: read;
+// Reads a text file, up to its first NUL byte, into its non-empty lines, which replace what `lines` held. 0: read (with
+// `lines` untouched in the rare case that nothing came and the stream tells neither its end nor an error);
 // 1: absent (silent) or empty, `lines` untouched; -1: refused path, not a regular file (links included) or a read
 // error, logged at level 1, `lines` untouched. With `escapeCheckOnly` the path is only checked with HasPathEscape and
 // may lie below a mount point; else IsSafeAbsolutePath must accept it.
@@ -143,7 +145,8 @@ TARN_API std::uint32_t stringToId(const char* name);
 
 // Appends `count` bytes to an output buffer of `capacity` bytes, whose next free byte is `cursor` and of which `used`
 // bytes are filled; cursor and used move on together. True when the bytes were appended or `count` is 0 (`source` may
-// be null then). False, with nothing copied or moved, when the cursor or the source is null or the bytes do not fit.
+// be null then). False, with the cursor where it was, when the cursor or the source is null, the bytes do not fit, or the
+// bounds-checked copy refuses them (source and destination overlap).
 TARN_API bool safeMemcpy(char*& cursor, unsigned long& used, unsigned long capacity, const void* source,
                          unsigned long count);
 

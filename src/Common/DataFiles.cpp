@@ -66,14 +66,17 @@ int readLines(std::FILE* stream, const std::string& path, std::vector<std::strin
     char* raw = nullptr;
     std::size_t size = 0;
     const ssize_t length = getdelim(&raw, &size, '\0', stream);
-    const int readErrno = errno;
+    int readErrno = errno;
     const std::unique_ptr<char, Free> text(raw);
     if (length > 0) {
         lines = Split(text.get(), '\n');
         return 0;
     }
-    if (std::ferror(stream) == 0 && std::fgetc(stream) == EOF && std::feof(stream) != 0) {
-        return 1;
+    if (std::ferror(stream) == 0) {
+        if (std::fgetc(stream) == EOF && std::feof(stream) != 0) {
+            return 1;
+        }
+        readErrno = errno;
     }
     if (std::ferror(stream) != 0) {
         TARN_LOG(kLogError, "readFileToVecImpl: read %s error: %s", path.c_str(), std::strerror(readErrno));

@@ -23,6 +23,11 @@ bool isDotEntry(const char* name) {
     return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
 }
 
+// By value: a null argument throws here, whatever the other one is.
+bool areSafePaths(const std::string from, const std::string to) {
+    return IsSafeAbsolutePath(from) && IsSafeAbsolutePath(to);
+}
+
 struct SplitPath {
     std::string parent;
     std::string base;
@@ -231,15 +236,13 @@ int createDirectory(const char* path) {
 }
 
 int renameFile(const char* from, const char* to) {
-    const std::string oldPath = from;
-    const std::string newPath = to;
-    if (!IsSafeAbsolutePath(oldPath) || !IsSafeAbsolutePath(newPath)) {
+    if (!areSafePaths(from, to)) {
         TARN_LOG(kLogError, "##ERROR: renameFile illegal path");
         return -1;
     }
     SplitPath oldSplit;
     SplitPath newSplit;
-    if (!splitPath(oldPath, oldSplit) || !splitPath(newPath, newSplit)) {
+    if (!splitPath(from, oldSplit) || !splitPath(to, newSplit)) {
         TARN_LOG(kLogError, "Invalid path (no slash)");
         return -1;
     }
@@ -261,7 +264,7 @@ int renameFile(const char* from, const char* to) {
 }
 
 int renameDir(const char* from, const char* to) {
-    if (!IsSafeAbsolutePath(from) || !IsSafeAbsolutePath(to)) {
+    if (!areSafePaths(from, to)) {
         TARN_LOG(kLogError, "##ERROR: renameDir illegal path");
         return 1;
     }
@@ -273,7 +276,7 @@ int renameDir(const char* from, const char* to) {
 }
 
 int copyFile(const char* from, const char* to) {
-    if (!IsSafeAbsolutePath(from) || !IsSafeAbsolutePath(to)) {
+    if (!areSafePaths(from, to)) {
         TARN_LOG(kLogError, "##ERROR: copyFile illegal path src=%s dest=%s", from, to);
         return 1;
     }
@@ -300,12 +303,12 @@ int copyFile(const char* from, const char* to) {
 }
 
 int copyDirectory(const char* from, const char* to) {
-    if (!IsSafeAbsolutePath(from) || !IsSafeAbsolutePath(to)) {
+    if (!areSafePaths(from, to)) {
         TARN_LOG(kLogError, "##ERROR: copyDirectory illegal path");
         return 1;
     }
     // Tested for zero, not for failure: a failed open goes on and is reported by the tree copier, for the name ".",
-    // when the destination exists already. Hosts know that message.
+    // when the destination stands already or was made. Operators know that message.
     const UniqueFd source(open(from, kOpenDirectory));
     if (source.get() == 0) {
         TARN_LOG(kLogError, "##ERROR: in func %s, open srcdir error: %s", "copyDirectory", std::strerror(errno));

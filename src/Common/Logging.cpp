@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <clocale>
 #include <cstdarg>
@@ -111,6 +112,7 @@ void onDebugSignal(int number) {
     if (number != SIGUSR1) {
         return;
     }
+    const int interruptedErrno = errno;  // the code that was interrupted may not have read it yet
     bool before = longPrefix.load();
     while (!longPrefix.compare_exchange_weak(before, !before)) {
     }
@@ -119,6 +121,7 @@ void onDebugSignal(int number) {
     const ssize_t written = before ? write(STDOUT_FILENO, kDisabled, sizeof kDisabled - 1)
                                    : write(STDOUT_FILENO, kEnabled, sizeof kEnabled - 1);
     static_cast<void>(written);  // a closed standard output must not matter to the host
+    errno = interruptedErrno;
 }
 
 constexpr unsigned long kDumpWidth = 16;

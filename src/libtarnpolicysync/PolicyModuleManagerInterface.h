@@ -11,10 +11,11 @@
 //         status = manager.sendPolicy();
 //     }
 //
-// Failures are logged once, where they are found, in "/var/log/tarn-policy.log" (Common/Common.h: writeLog). Statuses
-// are 0 for success, 1 for a local failure, the errno of a refused kernel write unchanged (Common/KernelAnswers.h lists
-// the kernel's own answers), and -1 from some file operations; where a status is unsigned, -1 reads 0xFFFFFFFF. In the
-// lists below, "errno" stands for any errno of a failed write and "label" for any error code of the label manager.
+// Failures are logged once, where they are found, in "/var/log/tarn-policy.log" (Common.h: writeLog). Statuses are 0
+// for success, 1 for a local failure, the errno of a refused kernel write unchanged (KernelAnswers.h lists the kernel's
+// own answers), and -1 from some file operations: a file could not be opened, or its path leads out of the allowed
+// trees. Where a status is unsigned, -1 reads 0xFFFFFFFF. In the lists below, "errno" stands for any errno of a failed
+// write and "label" for any error code of the label manager.
 //
 // One host drives one object, and only one process at a time may work on the files under "/etc/tarn". Setters and
 // modifyDynamicVariable may be called from several threads; nothing may be registered or changed while a compilation
@@ -111,7 +112,7 @@ public:
     //     1  an empty argument, logged at level 1
     int setNamespaceFuncInfo(std::string strNamespace, std::string strKmodName, std::string strFuncName);
 
-    // Adds the namespaces and functions of "/etc/tarn/funcinfo", the last delivered ones, to those registered. A
+    // Adds the namespaces and functions of "/etc/tarn/funcinfo", those of the last finished set, to those registered. A
     // missing file is no error; bad lines are logged at level 1 and skipped.
     void initNamespaceFuncInfo();
 
@@ -144,7 +145,8 @@ public:
     // Gives the name of the class that a permission class derives from.
     // Status:
     //     0  `parent` is set
-    //     1  unknown class (level 1) or a class without parent (level 4); `parent` is as it was
+    //     1  unknown class or definitions that hold something else in its place (level 1), or a class without parent
+    //        (level 4); `parent` is as it was
     int getParentClass(std::string className, std::string& parent);
 
     // Stores the number of a capability, named in any letter case, in the first word of `oid`; the other words stay.
@@ -155,12 +157,12 @@ public:
 
     // Compiles everything registered into "/etc/tarn/.policydata", which is removed and made anew, with the side files
     // "/etc/tarn/.scene_info", ".funcinfo" and ".userinfo". Asks the label manager for labels and identifiers. After a
-    // failure the partial directory stays until the next compilation. On success the next sendPolicy drops the dynamic
-    // variables.
+    // failure the partial directory stays until the next compilation. From its first success on, this object's sendPolicy
+    // drops the dynamic variables.
     // Status:
     //     0           compiled
     //     1           directory, namespace message or rules failed, logged at level 1
-    //     0xFFFFFFFF  a file could not be opened
+    //     0xFFFFFFFF  a file could not be opened or its path was refused
     //     errno       a write failed
     //     label       the label manager's error code
     unsigned int compileData();
@@ -169,16 +171,17 @@ public:
     // Status:
     //     0           compiled and renamed
     //     1           as compileData, or a rename failed
-    //     0xFFFFFFFF  as compileData, or a parent directory could not be opened
+    //     0xFFFFFFFF  as compileData, or a rename's path was refused or its directory could not be opened
     //     errno       a write failed
     //     label       the label manager's error code
     unsigned int compileInitData();
 
-    // Delivers one message file, at most 1 MiB of it, in one write to the kernel. A missing file counts as sent (level
-    // 2). The path must lie under "/etc/tarn/" or "/sys/kernel/security/tarn/". Status:
+    // Delivers one message file, at most 1 MiB of it, in one write to the kernel. A missing file counts as sent, with a
+    // notice. The path must lie under "/etc/tarn/" or "/sys/kernel/security/tarn/".
+    // Status:
     //     0           sent, or no such file
     //     1           path refused, not readable or a link
-    //     0xFFFFFFFF  the kernel's entry could not be opened
+    //     0xFFFFFFFF  the kernel's entry could not be opened or its path was refused
     //     errno       the kernel refused the message
     unsigned int sendSinglePolicy(const std::string& path);
 
@@ -186,32 +189,34 @@ public:
     // Status:
     //     0           sent, or no such file
     //     1           path refused, not readable or a link
-    //     0xFFFFFFFF  the kernel's entry could not be opened
+    //     0xFFFFFFFF  the kernel's entry could not be opened or its path was refused
     //     errno       the kernel refused the message
     unsigned int sendSinglePolicyWithFullPath(const std::string& path);
 
     // Delivers "/etc/tarn/.policydata": begin message, namespace message, every other regular file, end message. Then
-    // replays the dynamic variables, or drops them when the set came from a full compilation of this object, and
-    // renames the temporary files. Stops at the first refused message; what was sent stays in the kernel and the files
-    // keep their temporary names. Without a set to deliver it returns 0 with a notice.
+    // replays the dynamic variables, or drops them once this object has compiled a full set (whatever set is there),
+    // and renames the temporary files. Stops at the first refused message; what was sent stays in the kernel and the
+    // files keep their temporary names. Without a set to deliver it returns 0 with a notice.
     // Status:
     //     0           delivered, or nothing to deliver
-    //     1           a local failure: a file could not be read, a rename failed
-    //     0xFFFFFFFF  the kernel's entry or a parent directory could not be opened
+    //     1           a local failure: a file could not be read, a rename failed, or the directory could not be opened
+    //                 (the only one that is not logged)
+    //     0xFFFFFFFF  the kernel's entry or a parent directory could not be opened, or a path was refused
     //     errno       the kernel refused a message
     unsigned int sendPolicy();
 
-    // Renames ".scene_info", ".funcinfo", ".userinfo" and ".policydata" under "/etc/tarn" to their final names; an
-    // older
-    // "/etc/tarn/policydata" is removed first. A missing ".funcinfo" or ".userinfo" is passed over.
+    // Renames ".scene_info", ".funcinfo", ".userinfo" and ".policydata" under "/etc/tarn" to their final names; an older
+    // "/etc/tarn/policydata" is removed first. A rename of ".funcinfo" or ".userinfo" that fails, for instance because
+    // the file is missing, is passed over.
     // Status:
     //     0   renamed
-    //     1   ".scene_info" or ".policydata" could not be renamed
+    //     1   ".scene_info" or ".policydata" could not be renamed, or the older directory not removed
     //     -1  a path was refused or a parent directory could not be opened
     int finalizeTmpFile();
 
     // Switches a dynamic variable of the kernel on (any value but 0) or off, keeps the value, and with `save` rewrites
-    // "/etc/tarn/dynamicinfo". The kernel must provide the entry.
+    // "/etc/tarn/dynamicinfo". The kernel must provide the entry. The file can't hold every value and name: a value above
+    // 2147483647 and a name with ":" are saved, but refused or misread by the next object.
     // Status:
     //     0  switched
     //     1  bad name, entry missing or not writable (nothing changed), or the file could not be written (kernel and

@@ -1,7 +1,6 @@
 #include "libtarnpolicysync/compiler/PolicySnapshot.h"
 
 #include <exception>
-#include <system_error>
 #include <thread>
 
 #include "libtarnpolicysync/compiler/RuleSlices.h"
@@ -48,13 +47,14 @@ std::vector<SectionSnapshot> takeSnapshot(const Table& table, std::size_t sliceC
 
     const bool inThreads = countRules(table) >= kRulesWorthThreads;
     std::vector<std::thread> helpers;
+    helpers.reserve(sliceCount);  // nothing may throw while a helper runs
     for (std::size_t index = 1; index < sliceCount; ++index) {
         try {
             if (inThreads) {
                 helpers.emplace_back(copy, index);
                 continue;
             }
-        } catch (const std::system_error&) {  // no thread to be had: this one does it
+        } catch (const std::exception&) {  // no thread or no memory for one: this thread does it
         }
         copy(index);
     }

@@ -78,11 +78,8 @@ int PolicyModuleManagerInterface::Private::SliceCompiler::addRecord(GroupMap::va
         message.restart();
         last = {};
     }
-    if (last.bytes != nullptr && last.length <= message.remaining()) {
-        std::memcpy(message.cursor, last.bytes, last.length);
-        setPair(message.cursor, subject, object);
-        message.cursor += last.length;
-        message.used += last.length;
+    if (last.bytes != nullptr && message.append(last.bytes, last.length)) {
+        setPair(message.cursor - last.length, subject, object);
     } else if (const int status = encode(message, rule, subject, object, last)) {
         return status;
     }

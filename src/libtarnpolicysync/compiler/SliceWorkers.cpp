@@ -1,6 +1,6 @@
 #include "libtarnpolicysync/compiler/SliceWorkers.h"
 
-#include <system_error>
+#include <exception>
 
 SliceWorkers::SliceWorkers(std::size_t count) {
     for (std::size_t index = 0; index < count; ++index) {
@@ -9,7 +9,7 @@ SliceWorkers::SliceWorkers(std::size_t count) {
     for (std::size_t index = 0; index < count; ++index) {
         try {
             workers_[index]->thread = std::thread([this, index] { serve(index); });
-        } catch (const std::system_error&) {  // no more threads to be had: the slice's status says so
+        } catch (const std::exception&) {  // no thread or no memory for one: the slice's status says so
         }
     }
 }
