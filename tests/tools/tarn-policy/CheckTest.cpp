@@ -40,10 +40,14 @@ TEST_F(CheckTest, WritesNothing) {
 }
 
 TEST_F(CheckTest, NeedsNoPrivilege) {
-    const Outcome outcome = testprocess::run(
-        {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", TARN_POLICY, "check", kPolicy});
-    if (outcome.err.find("setpriv:") != std::string::npos) {
-        GTEST_SKIP() << "privileges cannot be dropped here: " << outcome.err;
+    const std::vector<std::string> check = {TARN_POLICY, "check", kPolicy};
+    std::vector<std::string> words = {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
+    words.insert(words.end(), check.begin(), check.end());
+    Outcome outcome = testprocess::run(words);
+    if (outcome.err.find("setpriv:") != std::string::npos) {  // a user namespace with one user: drop what it has left
+        words = {"setpriv", "--bounding-set=-all", "--inh-caps=-all"};
+        words.insert(words.end(), check.begin(), check.end());
+        outcome = testprocess::run(words);
     }
     EXPECT_EQ(outcome.status, 0) << outcome.err;
 }
