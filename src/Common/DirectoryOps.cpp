@@ -1,4 +1,3 @@
-#include <fcntl.h>
 #include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -8,12 +7,11 @@
 #include <cstring>
 #include <utility>
 
-#include "Common/Handles.h"
+#include "Common/DirectoryStream.h"
 #include "Common/Log.h"
 
 namespace {
 
-constexpr int kOpenDirectory = O_RDONLY | O_DIRECTORY | O_NOFOLLOW;
 constexpr int kOpenSource = O_RDONLY | O_NOFOLLOW;
 constexpr int kOpenTarget = O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW;
 constexpr mode_t kDirectoryMode = 0750;
@@ -46,12 +44,10 @@ bool splitPath(const std::string& path, SplitPath& split) {
 
 // Takes the descriptor; null, with the descriptor closed and one message, when no stream can be made of it.
 UniqueDir openStream(UniqueFd fd, const char* name) {
-    UniqueDir stream(fdopendir(fd.get()));
+    UniqueDir stream = makeDirectoryStream(std::move(fd));
     if (!stream) {
         TARN_LOG(kLogError, "fdopendir failed for %s", name);
-        return nullptr;
     }
-    static_cast<void>(fd.release());  // the stream owns it now
     return stream;
 }
 

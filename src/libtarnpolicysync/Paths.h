@@ -1,5 +1,4 @@
-// Every fixed path of the library, and the one place where names of message files are built. Nobody else joins
-// strings to paths.
+// Every fixed path of the stages, and the one place where the names of message files and kernel entries are built.
 #ifndef TARN_PATHS_H
 #define TARN_PATHS_H
 
@@ -29,6 +28,7 @@ inline constexpr char kDynamicInfo[] = "/etc/tarn/dynamicinfo";
 // The compiled set under its temporary and its final name.
 inline constexpr char kPolicyDataTmp[] = "/etc/tarn/.policydata";
 inline constexpr char kPolicyData[] = "/etc/tarn/policydata";
+inline constexpr char kSectionData[] = "/etc/tarn/.sectiondata";  // the files of one recompiled section
 inline constexpr char kBeginMessage[] = "/etc/tarn/.policydata/beginmsg";
 inline constexpr char kNamespaceMessage[] = "/etc/tarn/.policydata/namemsg";
 inline constexpr char kEndMessage[] = "/etc/tarn/.policydata/endmsg";
@@ -43,6 +43,11 @@ inline constexpr char kKernelParameters[] = "/sys/kernel/security/tarn/paras/";
 // What precedes the slice number in the names of the files of one key's rules.
 inline std::string keyStem(const std::string& key) {
     return key + "_";
+}
+
+// What every file of one namespace and group carries in its name, and by which a section's files are found again.
+inline std::string sectionTag(const std::string& nameSpace, const std::string& group) {
+    return "_" + nameSpace + "_" + group + "_";
 }
 
 // The prefix of the files that one compiler thread writes.

@@ -61,14 +61,16 @@ TARN_API bool isOperator(unsigned int code);
 TARN_API int postToPreFix(std::vector<ExprNode> postfix, std::vector<ExprNode>& prefix);
 
 // Writes the begin message (type 1) or the end message (type 2), 20 bytes each, into "/etc/tarn/.policydata", which
-// must exist. Any other type writes nothing. Status:
+// must exist. Any other type writes nothing.
+// Status:
 //     0           written, or unknown type
-//     0xFFFFFFFF  the file could not be opened
+//     0xFFFFFFFF  the file could not be opened or its path was refused
 //     errno       the write failed
 TARN_API unsigned int compileKernelMsg(unsigned int type);
 
 // Cuts rules into n slices of nearly equal length, in order, the longer ones first. `slices` must hold n vectors; each
-// is replaced by copies. Status:
+// is replaced by copies.
+// Status:
 //     0  cut
 //     1  n is less than 1, logged at level 1
 TARN_API int splitVector(const std::vector<PolicyNode>& nodes, int n, std::vector<std::vector<PolicyNode>>& slices);
@@ -84,7 +86,7 @@ public:
     PolicyModuleManagerInterface& operator=(const PolicyModuleManagerInterface&) = delete;
 
     // Loads the class definitions "/etc/tarn/tarn-main/class-def.conf", which every compilation of rules needs. A later
-    // call replaces them.
+    // call replaces them, a failing one may leave none.
     // Status:
     //     0  loaded
     //     1  missing or not valid JSON, logged at level 1
@@ -157,13 +159,13 @@ public:
 
     // Compiles everything registered into "/etc/tarn/.policydata", which is removed and made anew, with the side files
     // "/etc/tarn/.scene_info", ".funcinfo" and ".userinfo". Asks the label manager for labels and identifiers. After a
-    // failure the partial directory stays until the next compilation. From its first success on, this object's sendPolicy
-    // drops the dynamic variables.
+    // failure the partial directory stays until the next compilation. From a success on, until a section is compiled,
+    // this object's sendPolicy drops the dynamic variables.
     // Status:
     //     0           compiled
-    //     1           directory, namespace message or rules failed, logged at level 1
-    //     0xFFFFFFFF  a file could not be opened or its path was refused
-    //     errno       a write failed
+    //     1           directory, namespace message or rules failed (a policy message that could not be written, too)
+    //     0xFFFFFFFF  another file could not be opened or its path was refused
+    //     errno       the write of another file failed
     //     label       the label manager's error code
     unsigned int compileData();
 
@@ -172,9 +174,33 @@ public:
     //     0           compiled and renamed
     //     1           as compileData, or a rename failed
     //     0xFFFFFFFF  as compileData, or a rename's path was refused or its directory could not be opened
-    //     errno       a write failed
+    //     errno       as compileData
     //     label       the label manager's error code
     unsigned int compileInitData();
+
+    // Recompiles the rules of one namespace (`first`) and group (`second`) and puts them in the place of their old
+    // files in "/etc/tarn/.policydata", which is copied from the last finished set "/etc/tarn/policydata" where it does
+    // not exist. Begin and end message are kept, the namespace message is written anew: functions must be registered in
+    // their old order (initNamespaceFuncInfo), or records of other sections call others than they did. The side files
+    // are written anew, too. Without a finished set it fails and leaves an empty "/etc/tarn/.policydata", which the
+    // next call would use as it is. On success this object's sendPolicy replays the dynamic variables again.
+    // Status:
+    //     0           compiled and merged
+    //     1           directory, namespace message, rules or merge failed (a policy message that could not be written,
+    //                 too)
+    //     0xFFFFFFFF  another file could not be opened or its path was refused
+    //     errno       the write of another file failed
+    //     label       the label manager's error code
+    unsigned int compileSectionPolicy(std::string first, std::string second);
+
+    // Removes from "/etc/tarn/.policydata" every policy file whose name holds "_first_second_", wherever in the name,
+    // and moves in the files of "/etc/tarn/.sectiondata", but for names that make no safe path (level 1). Names that
+    // begin with a dot stay, links are neither followed nor removed.
+    // Status:
+    //     0  merged
+    //     1  a folder could not be opened (that of the section: level 2), or a removal or rename failed: the set may
+    //        lack files of the section
+    int mergeSectionPolicy(std::string first, std::string second);
 
     // Delivers one message file, at most 1 MiB of it, in one write to the kernel. A missing file counts as sent, with a
     // notice. The path must lie under "/etc/tarn/" or "/sys/kernel/security/tarn/".
@@ -193,10 +219,11 @@ public:
     //     errno       the kernel refused the message
     unsigned int sendSinglePolicyWithFullPath(const std::string& path);
 
-    // Delivers "/etc/tarn/.policydata": begin message, namespace message, every other regular file, end message. Then
-    // replays the dynamic variables, or drops them once this object has compiled a full set (whatever set is there),
-    // and renames the temporary files. Stops at the first refused message; what was sent stays in the kernel and the
-    // files keep their temporary names. Without a set to deliver it returns 0 with a notice.
+    // Delivers "/etc/tarn/.policydata": begin message, namespace message, every other regular file whose name does not
+    // begin with a dot, end message. Then replays the dynamic variables, or drops them where this object's last
+    // successful compilation was a full one (whatever set is there), and renames the temporary files. Stops at the
+    // first refused message; what was sent stays in the kernel and the files keep their temporary names. Without a set
+    // to deliver it returns 0 with a notice.
     // Status:
     //     0           delivered, or nothing to deliver
     //     1           a local failure: a file could not be read, a rename failed, or the directory could not be opened
@@ -205,18 +232,30 @@ public:
     //     errno       the kernel refused a message
     unsigned int sendPolicy();
 
-    // Renames ".scene_info", ".funcinfo", ".userinfo" and ".policydata" under "/etc/tarn" to their final names; an older
-    // "/etc/tarn/policydata" is removed first. A rename of ".funcinfo" or ".userinfo" that fails, for instance because
-    // the file is missing, is passed over.
+    // Delivers the finished set "/etc/tarn/policydata" below a mount point and replays the dynamic variables of its
+    // "/etc/tarn/dynamicinfo"; with an empty mount point the set of the running machine and the variables of this
+    // object. Renames and removes nothing. Without a set, or with one that holds no policy files, nothing is sent or
+    // replayed. Links, names that begin with a dot and files on a file system that reports no types are not sent.
+    // Status:
+    //     0           delivered, or nothing to deliver
+    //     1           a local failure: bad mount point, folder (a link, for instance) or file not readable
+    //     0xFFFFFFFF  the kernel's entry could not be opened or its path was refused, or the variables were not
+    //                 readable
+    //     errno       the kernel refused a message
+    unsigned int sendInitPolicy(std::string mountPoint);
+
+    // Renames ".scene_info", ".funcinfo", ".userinfo" and ".policydata" under "/etc/tarn" to their final names; an
+    // older "/etc/tarn/policydata" is removed first. A rename of ".funcinfo" or ".userinfo" that fails, for instance
+    // because the file is missing, is passed over.
     // Status:
     //     0   renamed
     //     1   ".scene_info" or ".policydata" could not be renamed, or the older directory not removed
-    //     -1  a path was refused or a parent directory could not be opened
+    //     -1  a file's path was refused or a parent directory could not be opened
     int finalizeTmpFile();
 
     // Switches a dynamic variable of the kernel on (any value but 0) or off, keeps the value, and with `save` rewrites
-    // "/etc/tarn/dynamicinfo". The kernel must provide the entry. The file can't hold every value and name: a value above
-    // 2147483647 and a name with ":" are saved, but refused or misread by the next object.
+    // "/etc/tarn/dynamicinfo". The kernel must provide the entry. The file can't hold every value and name: a value
+    // above 2147483647 and a name with ":" are saved, but refused or misread by the next object.
     // Status:
     //     0  switched
     //     1  bad name, entry missing or not writable (nothing changed), or the file could not be written (kernel and
@@ -224,7 +263,8 @@ public:
     int modifyDynamicVariable(std::string nsName, std::string varName, unsigned int value, bool save);
 
     // Replays dynamic variables into the kernel: those of this object, or, with a mount prefix, those of the prefix's
-    // "/etc/tarn/dynamicinfo". Single refusals are logged and passed over.
+    // "/etc/tarn/dynamicinfo". Single refusals are logged and passed over. What reached the kernel is kept in this
+    // object; the file is not rewritten.
     // Status:
     //     0   replayed
     //     -1  bad prefix or unreadable file
@@ -264,6 +304,7 @@ protected:
     unsigned int makeSingleExprPolicy(PolicyNode node, ExprNode expr, char*& cursor, unsigned long& used);
     unsigned int makeSingleDoFuncPolicy(PolicyNode node, DoFuncNode doFunc, char*& cursor, unsigned long& used);
     int compileKernelPolicyMsg();
+    int compileSectionPolicyMsg(std::string first, std::string second);
     int compileKernelPolicyThread(std::string prefix, std::vector<PolicyNode> slice, std::string directory,
                                   std::vector<int>& results, std::mutex& mutex);
 

@@ -391,6 +391,37 @@ TEST(StatusesOf, sendPolicy) {
     });
 }
 
+TEST(StatusesOf, compileSectionPolicy) {
+    Provoked provoked("compileSectionPolicy");
+    const auto call = [](Host& host) { return host.compileSectionPolicy("net", "g"); };
+    provoked.by(call);
+    provoked.byFaults(kCompile, call);
+    provoked.by(kCompile, [&call](Host& host) {
+        fake().labels = [](const Request&, Answer&) { return kLabelError; };
+        return call(host);
+    });
+}
+
+TEST(StatusesOf, mergeSectionPolicy) {
+    Provoked provoked("mergeSectionPolicy");
+    const auto call = [](Host& host) { return host.mergeSectionPolicy("net", "g"); };
+    provoked.by(call);
+    provoked.byFaults(
+        [](Host& host) {
+            kCompile(host);
+            testfiles::makeDirectories(paths::kSectionData);
+        },
+        call);
+}
+
+TEST(StatusesOf, sendInitPolicy) {
+    Provoked provoked("sendInitPolicy");
+    const auto call = [](Host& host) { return host.sendInitPolicy(""); };
+    provoked.by(call);
+    provoked.by([](Host& host) { return host.sendInitPolicy("mnt"); });
+    provoked.byFaults([](Host& host) { EXPECT_EQ(host.compileInitData(), 0U); }, call);
+}
+
 TEST(StatusesOf, finalizeTmpFile) {
     Provoked provoked("finalizeTmpFile");
     const auto call = [](Host& host) { return host.finalizeTmpFile(); };

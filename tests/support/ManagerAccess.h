@@ -14,6 +14,7 @@ public:
     using PolicyModuleManagerInterface::compileKernelNamespaceMsg;
     using PolicyModuleManagerInterface::compileKernelPolicyMsg;
     using PolicyModuleManagerInterface::compileKernelPolicyThread;
+    using PolicyModuleManagerInterface::compileSectionPolicyMsg;
     using PolicyModuleManagerInterface::getFuncId;
     using PolicyModuleManagerInterface::getNameId;
     using PolicyModuleManagerInterface::getPolicyType;

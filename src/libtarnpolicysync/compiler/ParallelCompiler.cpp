@@ -13,11 +13,6 @@ namespace {
 // Guards the results of the compiler threads, whichever manager and stage started them.
 std::mutex g_mutex;
 
-void pushResult(std::vector<int>& results, std::mutex& mutex, int status) {
-    const std::lock_guard<std::mutex> lock(mutex);
-    results.push_back(status);
-}
-
 }  // namespace
 
 int splitVector(const std::vector<PolicyNode>& nodes, int n, std::vector<std::vector<PolicyNode>>& slices) {
@@ -36,7 +31,8 @@ int PolicyModuleManagerInterface::compileKernelPolicyThread(std::string prefix, 
                                                             std::string directory, std::vector<int>& results,
                                                             std::mutex& mutex) {
     const int status = Private::SliceCompiler(*this, prefix, directory).compile(slice);
-    pushResult(results, mutex, status);
+    const std::lock_guard<std::mutex> lock(mutex);
+    results.push_back(status);
     return status;
 }
 
@@ -46,24 +42,25 @@ std::vector<int> PolicyModuleManagerInterface::Private::compileSlices(PolicyModu
                                                                       const std::string& stem,
                                                                       const std::string& directory) {
     std::vector<int> results;
+    std::vector<int> statuses(slices.size(), 0);
     const SliceWorkers::Task compileSlice = [&](std::size_t index) {
         try {
-            manager.compileKernelPolicyThread(paths::slicePrefix(stem, index), std::move(slices[index]), directory,
-                                              results, g_mutex);
+            statuses[index] = manager.compileKernelPolicyThread(paths::slicePrefix(stem, index),
+                                                                std::move(slices[index]), directory, results, g_mutex);
         } catch (const std::exception&) {  // out of memory; the caller's line reports it
-            pushResult(results, g_mutex, 1);
+            statuses[index] = 1;
         }
     };
     std::vector<std::size_t> indices;
     for (std::size_t index = 0; index < slices.size(); ++index) {
         if (workers.isMissing(index)) {
-            pushResult(results, g_mutex, 1);
+            statuses[index] = 1;
         } else if (!slices[index].empty()) {  // an empty slice writes nothing and succeeds
             indices.push_back(index);
         }
     }
     workers.run(indices, compileSlice);
-    return results;
+    return statuses;
 }
 
 int PolicyModuleManagerInterface::compileKernelPolicyMsg() {
@@ -77,9 +74,9 @@ int PolicyModuleManagerInterface::compileKernelPolicyMsg() {
     }
     SliceWorkers workers(threadnum);
     for (SectionSnapshot& section : sections) {
-        const std::vector<int> results =
+        const std::vector<int> statuses =
             Private::compileSlices(*this, workers, section.slices, paths::keyStem(section.key), paths::kPolicyDataTmp);
-        if (std::any_of(results.begin(), results.end(), [](int status) { return status != 0; })) {
+        if (std::any_of(statuses.begin(), statuses.end(), [](int status) { return status != 0; })) {
             TARN_LOG(kLogError, "###ERROR: in compileKernelPolicyMsg, process %s error", section.key.c_str());
             return 1;
         }

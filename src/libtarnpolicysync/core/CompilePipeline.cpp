@@ -1,49 +1,14 @@
-#include "Common/Log.h"
 #include "libtarnpolicysync/KernelMessage.h"
 #include "libtarnpolicysync/Paths.h"
 #include "libtarnpolicysync/PolicyModuleManagerInterface.h"
+#include "libtarnpolicysync/core/PipelineSteps.h"
 
-namespace {
-
-// Removes and makes anew the directory of the compiled set.
-int renewDirectory(const char* path) {
-    if (SafeDirectoryExists(path)) {
-        const int result = removeDirectory(path);
-        if (result != 0) {
-            TARN_LOG(kLogError, "##ERROR: 删除临时目录%s失败", path);
-            return result;
-        }
-    }
-    TARN_LOG(kLogDetail, "##INFO: 临时目录%s不存在或已删除", path);
-    const int result = createDirectory(path);
-    if (result != 0) {
-        TARN_LOG(kLogError, "##ERROR: 临时目录%s创建失败", path);
-        return result;
-    }
-    TARN_LOG(kLogDetail, "##INFO: 临时目录%s创建成功", path);
-    return 0;
-}
-
-// Logs a stage's outcome in its own words; gives its status back.
-unsigned int report(unsigned int status, const char* failure, const char* success) {
-    if (status != 0) {
-        TARN_LOG(kLogError, failure, static_cast<int>(status));
-    } else {
-        TARN_LOG(kLogDetail, success);
-    }
-    return status;
-}
-
-unsigned int report(int status, const char* failure, const char* success) {
-    return report(static_cast<unsigned int>(status), failure, success);
-}
-
-}  // namespace
+using pipeline::report;
 
 // The stages call forward into the folders that come later; here, and nowhere else but in the constructor.
 unsigned int PolicyModuleManagerInterface::compileData() {
     constexpr char kStage[] = "compileData";
-    if (const int status = renewDirectory(paths::kPolicyDataTmp)) {
+    if (const int status = pipeline::renewDirectory(paths::kPolicyDataTmp)) {
         return static_cast<unsigned int>(status);
     }
     printTime(kStage, "");

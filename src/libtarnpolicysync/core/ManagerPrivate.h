@@ -27,7 +27,7 @@ struct __attribute__((visibility("hidden"))) PolicyModuleManagerInterface::Priva
                                      EncoderOutput out);
 
     // Compiles each slice on its own worker into message files whose names begin with `stem` and the slice number.
-    // Gives every slice's status in no order; that of a slice whose thread can't be started is 1.
+    // Gives every slice's status, by slice; that of a slice whose thread can't be started is 1.
     static std::vector<int> compileSlices(PolicyModuleManagerInterface& manager, SliceWorkers& workers,
                                           std::vector<std::vector<PolicyNode>>& slices, const std::string& stem,
                                           const std::string& directory);

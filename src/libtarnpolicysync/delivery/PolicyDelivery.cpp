@@ -7,7 +7,7 @@
 #include <cstring>
 #include <memory>
 
-#include "Common/Handles.h"
+#include "Common/DirectoryStream.h"
 #include "Common/Log.h"
 #include "libtarnpolicysync/KernelMessage.h"
 #include "libtarnpolicysync/Paths.h"
@@ -40,20 +40,11 @@ bool isPolicyFile(const char* path) {
     return S_ISREG(status.st_mode);
 }
 
-UniqueDir openCompiledSet() {
-    UniqueFd fd(open(paths::kPolicyDataTmp, O_RDONLY | O_DIRECTORY | O_NOFOLLOW));
-    UniqueDir stream(fd.valid() ? fdopendir(fd.get()) : nullptr);
-    if (stream) {
-        static_cast<void>(fd.release());  // the stream owns it now
-    }
-    return stream;
-}
-
 // Calls `send` for each message of the compiled set but the frame, in the order in which the file system gives them,
 // and stops at the first status that is not 0.
 template <typename Send>
 unsigned int forEachPolicyFile(Send send) {
-    UniqueDir directory = openCompiledSet();
+    UniqueDir directory = openDirectoryStream(paths::kPolicyDataTmp);
     if (!directory) {
         return 1;
     }
