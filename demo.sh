@@ -1,11 +1,12 @@
 #!/bin/bash
 # Builds the library and its tools, then compiles a realistic policy and delivers it to a simulated kernel, inside the
-# sandbox: nothing outside the folder build/ is written. As root it first installs the Debian packages that are missing.
+# sandbox. As root it first installs the Debian packages that are missing; else it writes only the folder build/ and,
+# where the sandbox has to make do with chroot, a copy under /tmp for the time of the run.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 source scripts/setup.sh
 
-needPackages "${buildPackages[@]}"
+needPackages "${buildPackages[@]}" "${demoPackages[@]}"
 echo "Building in build/ (the first time takes some minutes)"
 options=()
 [[ -f build/CMakeCache.txt ]] || options=(-DTARN_TESTS=OFF)
@@ -19,22 +20,23 @@ cp examples/class-def.conf "$demo/etc/tarn-main/"
 cp examples/labels.json "$demo/etc/"
 
 # The kernel module provides an entry for each dynamic variable; the simulator is told which.
-paras=()
-while read -r variable; do
-    paras+=(--para "$variable")
-done < <(python3 -c '
+variables=$(python3 -c '
 import json, sys
 for namespace, variables in json.load(open(sys.argv[1]))["variables"].items():
     for name in variables:
         print(namespace + "/" + name)' examples/policy.json)
+paras=()
+for variable in $variables; do
+    paras+=(--para "$variable")
+done
 
 title() {
     printf '\n== %s\n' "$1"
 }
 
 title "tarn-policy apply examples/policy.json, in the sandbox"
-build/bin/tarn-sandbox --etc "$demo/etc" --transcript "$PWD/$demo/transcript" "${paras[@]}" -- \
-    build/bin/tarn-policy apply examples/policy.json
+build/bin/tarn-sandbox --etc "$demo/etc" --transcript "$PWD/$demo/transcript" "${paras[@]}" \
+    --bring examples -- build/bin/tarn-policy apply examples/policy.json
 
 title "What was compiled: $demo/etc/policydata"
 (cd "$demo/etc/policydata" && find . -type f -printf '%7s bytes  %P\n' | LC_ALL=C sort -k 3)

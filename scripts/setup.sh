@@ -2,7 +2,8 @@
 # The caller stands in the root of the tree and has set -euo pipefail.
 
 readonly buildPackages=(g++ cmake ninja-build pkg-config libjsoncpp-dev libfuse3-dev fuse3 libcli11-dev rapidjson-dev)
-readonly testPackages=(libgtest-dev libgmock-dev python3 python3-jsonschema)
+readonly demoPackages=(python3)
+readonly testPackages=(libgtest-dev libgmock-dev python3 python3-jsonschema groff-base)
 readonly checkPackages=(clang clang-format clang-tidy cppcheck libclang-rt-14-dev git)
 
 # Two cores are what the slowest machine of ours has; more are used where they are.
