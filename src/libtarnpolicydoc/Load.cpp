@@ -239,8 +239,7 @@ std::optional<PolicyDocument> load(const std::string& path, Diagnostics& diagnos
     SourceFile& file = document.files.front();
     file.name = path;
     file.path = path;
-    const std::string name = path;
-    const Reporter report(&diagnostics, name);
+    const Reporter report(&diagnostics, path);
     std::string why;
     const UniqueFd fd = openSource(file, why);
     if (!fd.valid()) {

@@ -307,7 +307,7 @@ void RuleCheck::checkSize(const At& at) {
     }
 }
 
-void RuleCheck::checkRecords(const At& at) {
+void RuleCheck::checkRecords(const At& at) const {
     PolicyNode resolved;
     const bool byName = !at.rule.bSubjectFlag || !at.rule.bObjectFlag;
     if (byName && context_.labels != nullptr) {

@@ -48,7 +48,7 @@ private:
     void checkFunction(const At& at, const std::string& function, const std::string& pointer, std::uint32_t line);
     void checkVariable(const At& at, const std::string& variable, const std::string& pointer, std::uint32_t line);
     void checkSize(const At& at);
-    void checkRecords(const At& at);
+    void checkRecords(const At& at) const;
     void noteSeries(const At& at);
 
     const PolicyDocument& document_;

@@ -203,9 +203,9 @@ void ExpectedRecords::add(const Preparation& prepared, const policydoc::PlannedK
 
 const std::vector<ExpectedRecords::Rule>& ExpectedRecords::of(const std::string& key,
                                                               std::uint32_t messageGroup) const {
-    static const std::vector<Rule> none;
+    static const std::vector<Rule> kNone;
     const auto found = rules_.find({key, messageGroup});
-    return found == rules_.end() ? none : found->second;
+    return found == rules_.end() ? kNone : found->second;
 }
 
 void verifySet(const Preparation& prepared, const ExpectedRecords& expected, unsigned int threads, Report& report) {
