@@ -65,7 +65,7 @@ int main() {
     TARN_ID capability{};
     PolicyDb group;
     int failures = 0;
-    failures += check("operations", Access::operations() == 41);
+    failures += check("operations", Access::operations() == 45);
     failures += check("free functions", freeFunctions() == 30);
     failures += check("word lists", deviceTypeList.size() == 30 && capabilityList.size() == 38);
     failures += check("log", logHolds("] [LEVEL:1] a line of the consumer\n"));
