@@ -14,19 +14,21 @@ class Access : public PolicyModuleManagerInterface {
 public:
     // As many addresses as there are operations; the count keeps the compiler from leaving them out.
     static int operations() {
-        return count(
-            &Access::prepareWork, &Access::addPolicy, &Access::clearAllPolicy, &Access::setNamespaceInfo,
-            &Access::setNamespaceFuncInfo, &Access::initNamespaceFuncInfo, &Access::setUidInfo,
-            &Access::setFileToGetLabelMap, &Access::addToDeviceVec, &Access::addToKmodVec, &Access::getParentClass,
-            &Access::getCapOid, &Access::compileData, &Access::compileInitData, &Access::sendSinglePolicy,
-            &Access::sendSinglePolicyWithFullPath, &Access::sendPolicy, &Access::finalizeTmpFile,
-            &Access::modifyDynamicVariable, &Access::sendDynamicInfo, &Access::clearDynamicVariableInfo,
-            &Access::initConfigInfo, &Access::importPermData, &Access::transPerm, &Access::getPolicyType,
-            &Access::printTime, &Access::importNameInfo, &Access::getNameId, &Access::getFuncId,
-            &Access::compileKernelNamespaceMsg, &Access::verifyLabelResult, &Access::parsePolicyData,
-            &Access::processUserInfo, &Access::makeSinglePolicy, &Access::makeSingleExprPolicy,
-            &Access::makeSingleDoFuncPolicy, &Access::compileKernelPolicyMsg, &Access::compileKernelPolicyThread,
-            &Access::sendSinglePolicyInternal, &Access::initDynamicVariableInfo, &Access::importDynamicVariableInfo);
+        return count(&Access::prepareWork, &Access::addPolicy, &Access::clearAllPolicy, &Access::setNamespaceInfo,
+                     &Access::setNamespaceFuncInfo, &Access::initNamespaceFuncInfo, &Access::setUidInfo,
+                     &Access::setFileToGetLabelMap, &Access::addToDeviceVec, &Access::addToKmodVec,
+                     &Access::getParentClass, &Access::getCapOid, &Access::compileData, &Access::compileInitData,
+                     &Access::sendSinglePolicy, &Access::sendSinglePolicyWithFullPath, &Access::sendPolicy,
+                     &Access::finalizeTmpFile, &Access::modifyDynamicVariable, &Access::sendDynamicInfo,
+                     &Access::clearDynamicVariableInfo, &Access::initConfigInfo, &Access::importPermData,
+                     &Access::transPerm, &Access::getPolicyType, &Access::printTime, &Access::importNameInfo,
+                     &Access::getNameId, &Access::getFuncId, &Access::compileKernelNamespaceMsg,
+                     &Access::verifyLabelResult, &Access::parsePolicyData, &Access::processUserInfo,
+                     &Access::makeSinglePolicy, &Access::makeSingleExprPolicy, &Access::makeSingleDoFuncPolicy,
+                     &Access::compileKernelPolicyMsg, &Access::compileKernelPolicyThread,
+                     &Access::sendSinglePolicyInternal, &Access::initDynamicVariableInfo,
+                     &Access::importDynamicVariableInfo, &Access::compileSectionPolicy, &Access::mergeSectionPolicy,
+                     &Access::sendInitPolicy, &Access::compileSectionPolicyMsg);
     }
 
     template <typename... Function>
