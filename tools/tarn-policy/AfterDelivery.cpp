@@ -1,6 +1,5 @@
 #include "AfterDelivery.h"
 
-#include "Failure.h"
 #include "Files.h"
 #include "libtarnpolicysync/Paths.h"
 
@@ -58,4 +57,20 @@ void settleReplayedVariables(PolicyModuleManagerInterface& manager, const Variab
     reportEach("replayed", settlement.saved, report);
     report.fact("variables") = toJson(settlement.saved);
     reportAndThrow(failed, report);
+}
+
+std::optional<Failure> failureOf(const std::function<void()>& settle) {
+    try {
+        settle();
+    } catch (const Failure& failure) {
+        return failure;
+    }
+    return std::nullopt;
+}
+
+void failWith(const Failure& failure, const std::optional<Failure>& other, Report& report) {
+    if (other) {
+        report.warning(other->what());
+    }
+    throw failure;
 }

@@ -3,8 +3,11 @@
 #ifndef TARN_POLICY_AFTER_DELIVERY_H
 #define TARN_POLICY_AFTER_DELIVERY_H
 
+#include <functional>
+#include <optional>
 #include <vector>
 
+#include "Failure.h"
 #include "Report.h"
 #include "Variables.h"
 
@@ -22,5 +25,11 @@ void settleDroppedVariables(PolicyModuleManagerInterface& manager, const Variabl
 // After a delivery of any other set, whose variables stay: switches them again. Throws as above.
 void settleReplayedVariables(PolicyModuleManagerInterface& manager, const VariableSettlement& settlement,
                              Report& report);
+
+// Settles at once and gives a failure back, so that the rest of the delivery is done before it is reported.
+std::optional<Failure> failureOf(const std::function<void()>& settle);
+
+// Of two failures the one to end with; the other one is told as a warning.
+[[noreturn]] void failWith(const Failure& failure, const std::optional<Failure>& other, Report& report);
 
 #endif

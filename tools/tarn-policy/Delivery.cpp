@@ -6,11 +6,13 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <cstring>
 
 #include "Common/KernelAnswers.h"
 #include "CompiledSet.h"
 #include "Failure.h"
+#include "Files.h"
 #include "libtarnpolicysync/Paths.h"
 
 namespace {
@@ -56,31 +58,24 @@ std::string statusWords(unsigned int status) {
     return "errno " + std::to_string(status) + ": " + std::strerror(number);
 }
 
-bool allTaken(const DeliveryEnd& end) {
-    return end.stopped && *end.stopped == end.order.size();
-}
-
 std::string kernelHolds(const DeliveryEnd& end) {
     if (allTaken(end)) {
         return "the kernel holds the whole set";
     }
     if (!end.stopped) {
-        return "the kernel may hold any part of this set";
+        return "the kernel may hold any part of this set, or the whole of it";
     }
     if (*end.stopped == 0) {
         return "the kernel has taken nothing of this set";
     }
-    return "the kernel has taken the first " + std::to_string(*end.stopped) + " of " +
-           std::to_string(end.order.size()) +
-           " messages and not the end message; it may hold a part of the new rules, and which rules are in force is "
-           "not "
-           "known until a whole set is delivered";
-}
-
-// After the end message the library renames files; a failure there has the status of a refused message.
-bool mayBeAfterTheEnd(const DeliveryEnd& end) {
-    return end.stopped && *end.stopped + 1 == end.order.size() &&
-           (end.status == kLocalFailure || end.status == kNotOpened);
+    const std::string first = "the kernel has taken the first " + std::to_string(*end.stopped) + " of " +
+                              std::to_string(end.order.size()) + " messages";
+    if (end.endUnclear) {
+        return first + ", and it is not known whether the end message, too: if so, it holds the whole set";
+    }
+    return first +
+           " and not the end message; it may hold a part of the new rules, and which rules are in force is not known "
+           "until a whole set is delivered";
 }
 
 std::string whatFailed(const DeliveryEnd& end) {
@@ -89,11 +84,27 @@ std::string whatFailed(const DeliveryEnd& end) {
     }
     const std::string place = end.order[*end.stopped] + " (message " + std::to_string(*end.stopped + 1) + " of " +
                               std::to_string(end.order.size()) + ")";
-    if (mayBeAfterTheEnd(end)) {
+    if (end.endUnclear) {
         return place + " was refused, or the files could not be renamed after it: status " +
                std::to_string(static_cast<int>(end.status)) + "; the log says which";
     }
     return place + " was refused: " + statusWords(end.status);
+}
+
+// Finds out how far a delivery with a status came. `opened` are the messages that the library was seen to open.
+void judge(DeliveryEnd& end, const std::optional<std::vector<std::string>>& opened, bool variablesWereDropped) {
+    if (variablesWereDropped) {  // the library does that only when the end message is taken
+        end.stopped = end.order.size();
+        return;
+    }
+    // Anything but the expected order means that somebody else read the messages meanwhile.
+    if (!opened || opened->empty() || opened->size() > end.order.size() ||
+        !std::equal(opened->begin(), opened->end(), end.order.begin())) {
+        return;
+    }
+    end.stopped = opened->size() - 1;
+    // After the end message the library renames files; a failure there has one of these, too.
+    end.endUnclear = opened->size() == end.order.size() && (end.status == kLocalFailure || end.status == kNotOpened);
 }
 
 }  // namespace
@@ -108,17 +119,17 @@ void requireKernelEntry() {
                                   : "load the kernel module tarn_main and mount securityfs at /sys/kernel/security");
 }
 
-SignalsHeld::SignalsHeld() {
+bool allTaken(const DeliveryEnd& end) {
+    return end.stopped && *end.stopped == end.order.size();
+}
+
+void holdSignalsToTheEnd() {
     sigset_t held;
     sigemptyset(&held);
     for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
         sigaddset(&held, number);
     }
-    static_cast<void>(pthread_sigmask(SIG_BLOCK, &held, &before_));
-}
-
-SignalsHeld::~SignalsHeld() {
-    static_cast<void>(pthread_sigmask(SIG_SETMASK, &before_, nullptr));
+    static_cast<void>(pthread_sigmask(SIG_BLOCK, &held, nullptr));
 }
 
 MessageWatch::MessageWatch() : fd_(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
@@ -159,45 +170,47 @@ void reportDelivery(Report& report, const DeliveryEnd& end) {
     fact["kernelHolds"] = kernelHolds(end);
     if (end.status != 0) {
         fact["status"] = static_cast<int>(end.status);
-        if (end.stopped && !allTaken(end)) {
+        if (end.stopped && !allTaken(end) && !end.endUnclear) {
             fact["refused"] = end.order[*end.stopped];
         }
     }
 }
 
+Failure renameFailure(int status) {
+    return Failure(
+        ExitCode::kFailed, "give the delivered files their final names",
+        "the library ended with status " + std::to_string(status) + "\n  now: the kernel holds the whole set",
+        "look into /var/log/tarn-policy.log, then send again");
+}
+
 Failure deliveryFailure(const DeliveryEnd& end) {
+    if (allTaken(end)) {
+        return renameFailure(static_cast<int>(end.status));
+    }
     return Failure(ExitCode::kRefused, std::string("deliver ") + paths::kPolicyDataTmp,
                    whatFailed(end) + "\n  now: " + kernelHolds(end), adviceFor(end.status));
 }
 
-void deliverWithLibrary(PolicyModuleManagerInterface& manager, Report& report) {
+DeliveryEnd deliverWithLibrary(PolicyModuleManagerInterface& manager, Report& report) {
     requireKernelEntry();
     DeliveryEnd end;
     end.order = messagesInOrder();
-    const SignalsHeld held;
+    const bool variablesStood = fileExists(paths::kDynamicInfo);
     MessageWatch watch;
     end.status = manager.sendPolicy();
     if (end.status == 0) {
         end.stopped = end.order.size();
-    } else if (const auto opened = watch.opened()) {
-        // Anything but the expected order means that somebody else read the messages meanwhile.
-        const bool expected = !opened->empty() && opened->size() <= end.order.size() &&
-                              std::equal(opened->begin(), opened->end(), end.order.begin());
-        if (expected) {
-            end.stopped = opened->size() - 1;
-        }
+    } else {
+        judge(end, watch.opened(), variablesStood && !fileExists(paths::kDynamicInfo));
     }
     reportDelivery(report, end);
-    if (end.status != 0) {
-        throw deliveryFailure(end);
-    }
+    return end;
 }
 
 void deliverMessages(PolicyModuleManagerInterface& manager, Report& report, Progress& progress) {
     requireKernelEntry();
     DeliveryEnd end;
     end.order = messagesInOrder();
-    const SignalsHeld held;
     progress.stage("sending", "messages", end.order.size());
     for (std::size_t index = 0; index < end.order.size() && end.status == 0; ++index) {
         end.stopped = index;

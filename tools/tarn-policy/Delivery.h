@@ -3,7 +3,6 @@
 #ifndef TARN_POLICY_DELIVERY_H
 #define TARN_POLICY_DELIVERY_H
 
-#include <csignal>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -18,17 +17,9 @@
 // plain file there.
 void requireKernelEntry();
 
-// SIGINT, SIGTERM and SIGHUP wait while the object lives: a delivery that is cut short leaves half a set in the kernel.
-class SignalsHeld {
-public:
-    SignalsHeld();
-    ~SignalsHeld();
-    SignalsHeld(const SignalsHeld&) = delete;
-    SignalsHeld& operator=(const SignalsHeld&) = delete;
-
-private:
-    sigset_t before_;
-};
+// SIGINT, SIGTERM and SIGHUP wait from here to the end of the process. A delivery that is cut short leaves half a set in
+// the kernel, and one that is cut short after its end message loses the dynamic variables that are still to be settled.
+void holdSignalsToTheEnd();
 
 // Sees which messages a process opens, in order. sendPolicy gives one status for the whole set; the last message that
 // it opened is the one that was refused.
@@ -48,8 +39,12 @@ private:
 struct DeliveryEnd {
     std::vector<std::string> order;      // all messages, in the order of delivery
     std::optional<std::size_t> stopped;  // index of the refused message; order.size(): all were taken; none: not known
+    bool endUnclear = false;             // `stopped` is the end message, and it can't be told whether it was refused
     unsigned int status = 0;             // of the library
 };
+
+// The kernel has the whole set; a status other than 0 then belongs to what follows the end message.
+bool allTaken(const DeliveryEnd& end);
 
 // Writes "delivery" of the JSON object, also for a complete delivery.
 void reportDelivery(Report& report, const DeliveryEnd& end);
@@ -57,8 +52,11 @@ void reportDelivery(Report& report, const DeliveryEnd& end);
 // The failure that a delivery with a non-zero status ends in.
 Failure deliveryFailure(const DeliveryEnd& end);
 
-// sendPolicy, watched. Throws Failure.
-void deliverWithLibrary(PolicyModuleManagerInterface& manager, Report& report);
+// The files keep their temporary names although the kernel has the whole set.
+Failure renameFailure(int status);
+
+// sendPolicy, watched. A status other than 0 is the caller's to report: what follows the end message may have begun.
+DeliveryEnd deliverWithLibrary(PolicyModuleManagerInterface& manager, Report& report);
 
 // Each message by itself, in the order of sendPolicy, without what follows there. Throws Failure.
 void deliverMessages(PolicyModuleManagerInterface& manager, Report& report, Progress& progress);

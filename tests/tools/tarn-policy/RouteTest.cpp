@@ -1,5 +1,14 @@
 // The routes to a delivered policy, and what each leaves of the dynamic variables: in the kernel, in the table of the
 // next process, and in the file.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <thread>
+
+#include "Common/Handles.h"
 #include "ToolFixture.h"
 #include "support/Files.h"
 #include "support/ManagerAccess.h"
@@ -190,6 +199,58 @@ TEST_F(RouteTest, ARefusedDeliveryDropsNothing) {
     }
     ASSERT_EQ(tool({"var", "set", "net", "a", "1"}).status, 0);
     EXPECT_EQ(tool({"apply", kPolicy}).status, 9);
+    EXPECT_EQ(testfiles::read(kDynamicInfo), "net:a:1\n");
+}
+
+TEST_F(RouteTest, ApplyKeepsVariablesAlsoWhereTheFinalNamesFail) {
+    start(false);
+    testfiles::write("/etc/tarn/scene_info/in-the-way", "");
+    const Outcome outcome = tool({"apply", "--keep-vars", kPolicy});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.out, AllOf(HasSubstr("dropped net:a=1\ndropped net:b=5\n"), HasSubstr("set again net:b=5\n")));
+    expectKept(state());
+}
+
+TEST_F(RouteTest, SendKeepsVariablesAlsoWhereTheFinalNamesFail) {
+    start(false);
+    EXPECT_EQ(tool({"compile", kPolicy}).status, 0);
+    testfiles::write("/etc/tarn/scene_info/in-the-way", "");
+    const Outcome outcome = tool({"send", "--keep-vars"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.out, AllOf(HasSubstr("dropped net:a=1\ndropped net:b=5\n"), HasSubstr("set again net:b=5\n")));
+    expectKept(state());
+}
+
+TEST_F(RouteTest, VariablesDroppedBeforeTheFinalNamesFailAreNamed) {
+    start(false);
+    testfiles::write("/etc/tarn/scene_info/in-the-way", "");
+    const Outcome outcome = tool({"apply", kPolicy});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.out, HasSubstr("dropped net:a=1\ndropped net:b=5\n"));
+    expectDropped(state());
+}
+
+// The entry of a variable is a pipe without a reader: the run stands still after the variables were dropped and before
+// they are set again, and is told to end right there.
+TEST_F(RouteTest, ASignalWaitsUntilTheVariablesAreSettled) {
+    plainKernel({"net/a"});
+    ASSERT_EQ(tool({"var", "set", "net", "a", "1"}).status, 0);
+    const std::string entry = std::string(kKernel) + "/paras/net/a";
+    ASSERT_EQ(unlink(entry.c_str()), 0);
+    ASSERT_EQ(mkfifo(entry.c_str(), 0600), 0);
+    testprocess::Running apply({TARN_POLICY, "apply", "--keep-vars", kPolicy, "--json"});
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (testfiles::exists(kDynamicInfo) && std::chrono::steady_clock::now() < limit) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    ASSERT_FALSE(testfiles::exists(kDynamicInfo)) << "the run never came to the end of its delivery";
+    ASSERT_EQ(kill(apply.pid(), SIGTERM), 0);
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    const UniqueFd reader(open(entry.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    ASSERT_TRUE(reader.valid());
+    const Outcome outcome = apply.finish();
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(parseJson(outcome.out)["droppedVariables"].size(), 1U);
     EXPECT_EQ(testfiles::read(kDynamicInfo), "net:a:1\n");
 }
 

@@ -34,10 +34,20 @@ public:
             settlement.wanted = wantedVariables(prepared.document);
             compilePolicy(manager, prepared, CompileKind::kForDelivery, report, progress);
         }
-        deliverWithLibrary(manager, report);
+        holdSignalsToTheEnd();
+        const DeliveryEnd end = deliverWithLibrary(manager, report);
+        std::optional<Failure> unsettled;
+        if (allTaken(end)) {
+            report.line("delivered: the kernel holds the whole set");
+            unsettled = failureOf([&] { settleDroppedVariables(manager, settlement, report); });
+        }
+        if (end.status != 0) {
+            failWith(deliveryFailure(end), unsettled, report);
+        }
         FullCompilationNote::remove();
-        report.line("delivered: the kernel holds the whole set");
-        settleDroppedVariables(manager, settlement, report);
+        if (unsettled) {
+            throw *unsettled;
+        }
         return ExitCode::kDone;
     }
 

@@ -33,17 +33,23 @@ public:
                                       keepVariables_};
         Progress progress;
         PolicyModuleManagerInterface manager;
+        holdSignalsToTheEnd();
         deliverMessages(manager, report, progress);
         if (note) {
             static_cast<void>(manager.clearDynamicVariableInfo());  // what it leaves is found by the settlement
         }
-        finalize(manager);
-        FullCompilationNote::remove();
         report.line("delivered: the kernel holds the whole set");
-        if (note) {
-            settleDroppedVariables(manager, settlement, report);
-        } else {
-            settleReplayedVariables(manager, settlement, report);
+        const std::optional<Failure> unsettled = failureOf([&] {
+            note ? settleDroppedVariables(manager, settlement, report)
+                 : settleReplayedVariables(manager, settlement, report);
+        });
+        // The names come last: without them the set can be sent again, but dropped variables are known only here.
+        if (const int status = manager.finalizeTmpFile()) {
+            failWith(renameFailure(status), unsettled, report);
+        }
+        FullCompilationNote::remove();
+        if (unsettled) {
+            throw *unsettled;
         }
         return ExitCode::kDone;
     }
@@ -59,16 +65,6 @@ private:
             throw Failure(ExitCode::kUnsoundSet, std::string("send ") + paths::kPolicyDataTmp,
                           std::string(paths::kSceneInfoTmp) + " is missing, which belongs to the set",
                           "compile it again");
-        }
-    }
-
-    static void finalize(PolicyModuleManagerInterface& manager) {
-        const int status = manager.finalizeTmpFile();
-        if (status != 0) {
-            throw Failure(
-                ExitCode::kFailed, "give the delivered files their final names",
-                "the library ended with status " + std::to_string(status) + "\n  now: the kernel holds the whole set",
-                "look into /var/log/tarn-policy.log, then send again");
         }
     }
 
