@@ -93,6 +93,18 @@ unsigned int runCompilation(PolicyModuleManagerInterface& manager, const Prepara
     return manager.compileData();
 }
 
+void compileAndCompare(PolicyModuleManagerInterface& manager, const Preparation& prepared,
+                       const ExpectedRecords& expected, Report& report, Progress& progress) {
+    const unsigned int status = runCompilation(manager, prepared, progress);
+    progress.end();
+    if (status != 0) {
+        throw Failure(ExitCode::kFailed, "compile the policy",
+                      "the library ended with status " + std::to_string(static_cast<int>(status)),
+                      std::string("look into ") + kLog + " for the stage that failed; nothing was sent");
+    }
+    verifySet(prepared, expected, libraryThreads(), report);
+}
+
 }  // namespace
 
 std::vector<Variable> wantedVariables(const policydoc::PolicyDocument& document) {
@@ -114,17 +126,16 @@ void compilePolicy(PolicyModuleManagerInterface& manager, const Preparation& pre
     }
     registerTables(manager, prepared.document);
     const ExpectedRecords expected = registerRules(manager, prepared, report, progress);
-    const unsigned int status = runCompilation(manager, prepared, progress);
-    progress.end();
-    if (status != 0) {
-        throw Failure(ExitCode::kFailed, "compile the policy",
-                      "the library ended with status " + std::to_string(static_cast<int>(status)),
-                      std::string("look into ") + kLog + " for the stage that failed; nothing was sent");
-    }
-    verifySet(prepared, expected, libraryThreads(), report);
-    if (kind == CompileKind::kForDelivery) {
-        FullCompilationNote::write(wantedVariables(prepared.document));
-        return;
+    try {
+        compileAndCompare(manager, prepared, expected, report, progress);
+        if (kind == CompileKind::kForDelivery) {
+            FullCompilationNote::write(wantedVariables(prepared.document));
+            return;
+        }
+    } catch (...) {
+        // A set that is not known to be the policy's must not be taken for one later.
+        report.warning(std::string(paths::kPolicyDataTmp) + ": " + spoilSet());
+        throw;
     }
     // compileInitData is these two calls; the comparison stands between them, so that a set with gaps never gets its
     // final name.

@@ -2,12 +2,14 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
+#include <set>
 #include <sstream>
 
 #include "Common/Common.h"
@@ -36,6 +38,44 @@ std::string manifest() {
                 std::to_string(crc32(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size())) + "\n";
     }
     return text;
+}
+
+struct NoteText {
+    std::vector<Variable> variables;
+    std::string manifest;
+};
+
+// Nothing where there is no note or it is none of ours.
+std::optional<NoteText> readNote() {
+    if (!fileExists(FullCompilationNote::kPath)) {
+        return std::nullopt;
+    }
+    std::istringstream stream(readWholeFile(FullCompilationNote::kPath));
+    std::string line;
+    if (!std::getline(stream, line) || line + "\n" != kFirstLine || !std::getline(stream, line)) {
+        return std::nullopt;
+    }
+    NoteText note;
+    for (unsigned long count = std::strtoul(line.c_str(), nullptr, 10); count > 0 && std::getline(stream, line);
+         --count) {
+        if (const std::optional<Variable> variable = parseSaved(line)) {
+            note.variables.push_back(*variable);
+        }
+    }
+    note.manifest.assign(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
+    return note;
+}
+
+// The file before this one in its numbered series; empty for the first one, and for names without a number. Numbers have
+// no leading zeros.
+std::string predecessor(const std::string& name) {
+    constexpr std::size_t kMostDigits = 9;
+    const std::size_t digits = name.size() - 1 - std::min(name.find_last_not_of("0123456789"), name.size() - 1);
+    const std::size_t start = name.size() - digits;
+    if (digits == 0 || digits > kMostDigits || start == 0 || name[start - 1] != '_' || name[start] == '0') {
+        return "";
+    }
+    return name.substr(0, start) + std::to_string(std::stoul(name.substr(start)) - 1);
 }
 
 }  // namespace
@@ -72,6 +112,35 @@ bool setExists() {
     return lstat(paths::kPolicyDataTmp, &status) == 0;
 }
 
+std::vector<std::string> missingMessages() {
+    const std::vector<std::string> order = messagesInOrder();
+    const std::set<std::string> present(order.begin(), order.end());
+    std::set<std::string> missing;
+    const auto require = [&](const std::string& name) {
+        if (present.count(name) == 0) {
+            missing.insert(name);
+        }
+    };
+    for (const std::string& name : order) {
+        const std::string before = predecessor(name);
+        if (!before.empty()) {
+            require(before);
+        }
+    }
+    for (const std::string& name : FullCompilationNote::messages()) {
+        require(name);
+    }
+    return {missing.begin(), missing.end()};
+}
+
+std::string spoilSet() {
+    if (unlink(paths::kEndMessage) == 0 || errno == ENOENT || errno == ENOTDIR) {
+        return "the set has no end message, so that it cannot be sent";
+    }
+    return std::string("the set must not be sent, and its end message could not be taken away: ") +
+           std::strerror(errno) + "; remove " + paths::kPolicyDataTmp;
+}
+
 void FullCompilationNote::write(const std::vector<Variable>& variables) {
     std::string text = kFirstLine + std::to_string(variables.size()) + "\n";
     for (const Variable& variable : variables) {
@@ -79,9 +148,14 @@ void FullCompilationNote::write(const std::vector<Variable>& variables) {
     }
     // A whole file under a name of its own and then a rename: a note that is cut short would hold for nothing.
     const std::string temporary = std::string(kPath) + ".new";
-    writeWholeFile(temporary, text + manifest());
-    if (rename(temporary.c_str(), kPath) != 0) {
-        throw Failure(ExitCode::kFailed, "rename " + temporary, std::strerror(errno), "");
+    try {
+        writeWholeFile(temporary, text + manifest());
+        if (rename(temporary.c_str(), kPath) != 0) {
+            throw Failure(ExitCode::kFailed, "rename " + temporary, std::strerror(errno), "");
+        }
+    } catch (...) {
+        static_cast<void>(unlink(temporary.c_str()));  // half a note is of no use; the failure is told
+        throw;
     }
 }
 
@@ -92,24 +166,24 @@ void FullCompilationNote::remove() {
 }
 
 std::optional<std::vector<Variable>> FullCompilationNote::read() {
-    if (!fileExists(kPath)) {
+    const std::optional<NoteText> note = readNote();
+    if (!note || note->manifest != manifest()) {
         return std::nullopt;
     }
-    std::istringstream stream(readWholeFile(kPath));
-    std::string line;
-    if (!std::getline(stream, line) || line + "\n" != kFirstLine || !std::getline(stream, line)) {
-        return std::nullopt;
-    }
-    std::vector<Variable> variables;
-    for (unsigned long count = std::strtoul(line.c_str(), nullptr, 10); count > 0 && std::getline(stream, line);
-         --count) {
-        if (const std::optional<Variable> variable = parseSaved(line)) {
-            variables.push_back(*variable);
+    return note->variables;
+}
+
+std::vector<std::string> FullCompilationNote::messages() {
+    std::vector<std::string> names;
+    const std::optional<NoteText> note = readNote();
+    std::istringstream stream(note ? note->manifest : "");
+    for (std::string line; std::getline(stream, line);) {  // name, size, checksum; a name may hold blanks
+        const std::size_t checksum = line.rfind(' ');
+        const std::size_t size =
+            checksum == std::string::npos || checksum == 0 ? std::string::npos : line.rfind(' ', checksum - 1);
+        if (size != std::string::npos) {
+            names.push_back(line.substr(0, size));
         }
     }
-    const std::string rest((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
-    if (rest != manifest()) {
-        return std::nullopt;
-    }
-    return variables;
+    return names;
 }

@@ -17,6 +17,14 @@ std::vector<std::string> messagesInOrder();
 // True when there is a directory to deliver.
 bool setExists();
 
+// Messages that must be there and are not: files within a numbered series ("x_1" needs "x_0"), and those that the note of
+// the compilation lists. Sorted names.
+std::vector<std::string> missingMessages();
+
+// Takes the end message away, without which no set is sent, and gives words for what was done. For a set that stands but
+// is not to be delivered.
+std::string spoilSet();
+
 // What a compilation leaves beside the set for the process that sends it. Whether dynamic variables are dropped or
 // replayed after a delivery depends on a flag that dies with the process that compiled; the note outlives it. It lists
 // name, size and checksum of every message, so that it holds for exactly the set it was written for: a set that anybody
@@ -30,6 +38,8 @@ public:
     static void remove();
     // The variables of the note where it holds for the set as it stands; else nothing.
     static std::optional<std::vector<Variable>> read();
+    // The names of the messages that the note lists, also where it does not hold.
+    static std::vector<std::string> messages();
 };
 
 #endif

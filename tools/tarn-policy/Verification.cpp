@@ -3,6 +3,7 @@
 #include <optional>
 #include <set>
 
+#include "CompiledSet.h"
 #include "Failure.h"
 #include "libtarnmessage/SetReader.h"
 #include "libtarnpolicysync/Paths.h"
@@ -186,6 +187,22 @@ void requireSoundSet(Report& report) {
     }
     throw Failure(ExitCode::kUnsoundSet, std::string("use the set ") + paths::kPolicyDataTmp, first,
                   "compile it again");
+}
+
+void requireWholeSet(Report& report) {
+    const std::vector<std::string> missing = missingMessages();
+    if (missing.empty()) {
+        return;
+    }
+    for (const std::string& name : missing) {
+        const std::string text = name + ": the message is missing";
+        report.fact("setProblems").append(text);
+        report.words(text);
+    }
+    throw Failure(ExitCode::kUnsoundSet, std::string("use the set ") + paths::kPolicyDataTmp,
+                  missing.front() + ": the message is missing",
+                  std::string("compile it again; where another program has compiled this set, remove ") +
+                      FullCompilationNote::kPath + ", which lists the messages of an earlier one");
 }
 
 void ExpectedRecords::add(const Preparation& prepared, const policydoc::PlannedKey& key, const PolicyDb& group) {

@@ -16,6 +16,9 @@
 // set is damaged or incomplete.
 void requireSoundSet(Report& report);
 
+// Looks for messages that the set should have and has not. Throws Failure (kUnsoundSet) with their names.
+void requireWholeSet(Report& report);
+
 // What the rules handed over under one key should give: for each the number of its records and a digest of their pairs
 // of subject and object, so that a record in the set can be told to be of this rule. 24 bytes a rule.
 class ExpectedRecords {

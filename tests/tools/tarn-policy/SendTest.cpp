@@ -74,6 +74,59 @@ TEST_F(SendTest, ASetWithoutItsSideFileIsRefused) {
     EXPECT_EQ(testfiles::read(kDeliver), "");
 }
 
+TEST_F(SendTest, AMessageThatTheNoteListsMustBeThere) {
+    plainKernel();
+    compile();
+    testprocess::run({"rm", std::string(kSet) + "/extra_0_quiet_h_0"});
+    const Outcome outcome = tool({"send", "--json"});
+    EXPECT_EQ(outcome.status, 7);
+    EXPECT_THAT(outcome.err, HasSubstr("extra_0_quiet_h_0: the message is missing"));
+    EXPECT_EQ(parseJson(outcome.out)["setProblems"][0].asString(), "extra_0_quiet_h_0: the message is missing");
+    EXPECT_EQ(testfiles::read(kDeliver), "");
+    EXPECT_TRUE(testfiles::exists(kSet));
+}
+
+TEST_F(SendTest, ASeriesWithAGapIsRefused) {
+    plainKernel();
+    compile();
+    testprocess::run({"rm", kNote});
+    const std::string stem = std::string(kSet) + "/base_0_net_g_";
+    testfiles::write(stem + "1", testfiles::read(stem + "0"));
+    ASSERT_EQ(rename((stem + "0").c_str(), (stem + "11").c_str()), 0);
+    const Outcome outcome = tool({"send"});
+    EXPECT_EQ(outcome.status, 7);
+    EXPECT_THAT(outcome.err, AllOf(HasSubstr("base_0_net_g_0: the message is missing"),
+                                   HasSubstr("base_0_net_g_10: the message is missing")));
+    EXPECT_EQ(testfiles::read(kDeliver), "");
+}
+
+TEST_F(SendTest, ASetThatFailedItsComparisonIsNotSent) {
+    plainKernel();
+    const Outcome compiled = toolWithLabelManager("forget", {"compile", kPolicy});
+    EXPECT_EQ(compiled.status, 4);
+    EXPECT_THAT(compiled.err, HasSubstr("the set has no end message, so that it cannot be sent"));
+    const Outcome outcome = tool({"send"});
+    EXPECT_EQ(outcome.status, 7);
+    EXPECT_THAT(outcome.err, HasSubstr("endmsg"));
+    EXPECT_EQ(testfiles::read(kDeliver), "");
+}
+
+// The stage after the end message saves the users; a directory that can't be replaced stands in its way.
+TEST_F(SendTest, ASetWhoseCompilationFailedAfterTheEndMessageIsNotSent) {
+    plainKernel();
+    testfiles::write("/etc/tarn/.userinfo/in-the-way", "");
+    EXPECT_EQ(tool({"compile", kPolicy}).status, 1);
+    EXPECT_EQ(tool({"send"}).status, 7);
+    EXPECT_EQ(testfiles::read(kDeliver), "");
+}
+
+TEST_F(SendTest, ASetWhoseNoteCouldNotBeWrittenIsNotSent) {
+    plainKernel();
+    testfiles::write(std::string(kNote) + ".new/in-the-way", "");
+    EXPECT_EQ(tool({"compile", kPolicy}).status, 1);
+    EXPECT_EQ(tool({"send"}).status, 7);
+}
+
 TEST_F(SendTest, EveryDamagedMessageIsNamed) {
     plainKernel();
     compile();

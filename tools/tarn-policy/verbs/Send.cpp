@@ -26,6 +26,7 @@ public:
         const SetLock lock;
         requireSet();
         requireSoundSet(report);
+        requireWholeSet(report);
         requireKernelEntry();
         const std::optional<std::vector<Variable>> note = FullCompilationNote::read();
         report.fact("fullSet") = note.has_value();
