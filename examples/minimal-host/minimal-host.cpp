@@ -10,6 +10,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -21,10 +22,29 @@ namespace {
 constexpr char kLockFile[] = "/run/lock/tarn-policy";
 constexpr char kKernelEntry[] = "/sys/kernel/security/tarn/policy_deliver";
 
+// The folder is open to everybody. Only root makes the file, and one of another user is not taken: its owner could hold
+// it for ever.
+int openLockFile() {
+    constexpr int kFlags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    int descriptor = open(kLockFile, kFlags);
+    if (descriptor < 0 && errno == ENOENT && geteuid() == 0) {
+        descriptor = open(kLockFile, kFlags | O_CREAT | O_EXCL, 0600);
+        if (descriptor < 0 && errno == EEXIST) {  // another process was faster
+            descriptor = open(kLockFile, kFlags);
+        }
+    }
+    return descriptor;
+}
+
 // Two processes must never work on one set of message files. tarn-policy takes the same lock. It is given up when the
 // process ends, however it ends.
 bool takeLock() {
-    const int descriptor = open(kLockFile, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+    const int descriptor = openLockFile();
+    struct stat status {};
+    if (descriptor >= 0 && (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode) || status.st_uid != 0)) {
+        std::fprintf(stderr, "%s is not root's own file: remove it as root, then run this again\n", kLockFile);
+        return false;
+    }
     if (descriptor < 0 || flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
         std::fprintf(stderr, "cannot lock %s: %s\n", kLockFile,
                      errno == EWOULDBLOCK ? "another program is working on the policy" : std::strerror(errno));

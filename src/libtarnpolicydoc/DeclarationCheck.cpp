@@ -210,7 +210,8 @@ void DeclarationCheck::checkVariables() {
 void DeclarationCheck::checkKeys() {
     const Path list(root_, "groups");
     for (const RuleGroup& group : document_.groups) {
-        checkName(group.key, kNameInPath | kNameNotEmpty, "the key", Path(list, group.key), group.place.line, report_);
+        checkName(group.key, kNameInPath | kNameNotEmpty | kNameBeginsFile, "the key", Path(list, group.key),
+                  group.place.line, report_);
     }
 }
 

@@ -17,7 +17,7 @@ struct Rule {
 
 // The library refuses a path with "../", "./" or a backslash only after it has compiled everything before, and a "/"
 // makes a folder that nobody creates. The state files are cut at ":", "#", "," and line feeds when they are read back.
-constexpr std::array<Rule, 4> kRules = {{
+constexpr std::array<Rule, 5> kRules = {{
     {kNameNotEmpty, "name-empty", [](const std::string& name) { return name.empty(); }, "is empty",
      "a name of at least one character"},
     {kNameInPath, "name-in-path",
@@ -28,6 +28,9 @@ constexpr std::array<Rule, 4> kRules = {{
      [](const std::string& name) { return name.find_first_of(":#,\n") != std::string::npos; },
      "goes into a state file and holds \":\", \"#\", \",\" or a line feed",
      "a name without \":\", \"#\", \",\" and line feeds"},
+    {kNameBeginsFile, "name-hidden", [](const std::string& name) { return !name.empty() && name[0] == '.'; },
+     "begins the names of message files with a \".\", and a delivery passes over such files",
+     "a name that does not begin with \".\""},
     {kNameInPath | kNameInStateFile, "name-nul",
      [](const std::string& name) { return name.find('\0') != std::string::npos; },
      "holds a NUL byte, which would end it", "a name without NUL bytes"},

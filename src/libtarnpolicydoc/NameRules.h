@@ -13,6 +13,7 @@ enum NameUse : unsigned int {
     kNameInPath = 1,       // becomes part of a file name: no "/", backslash or "./"
     kNameInStateFile = 2,  // stands in a line of a state file: no ":", "#", "," or line feed
     kNameNotEmpty = 4,
+    kNameBeginsFile = 8,  // begins a file name: no "." in front
 };
 
 // Reports everything that is wrong with one name; `what` says what it names ("the namespace").

@@ -32,6 +32,12 @@ void reportAndThrow(const std::vector<std::string>& failed, Report& report) {
 
 }  // namespace
 
+std::vector<Variable> variablesBeforeDelivery(Report& report) {
+    const SavedVariables saved = readSavedVariables();
+    warnOfUnreadable(saved, report);
+    return saved.variables;
+}
+
 void settleDroppedVariables(PolicyModuleManagerInterface& manager, const VariableSettlement& settlement,
                             Report& report) {
     std::vector<std::string> failed;

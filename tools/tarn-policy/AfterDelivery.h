@@ -11,6 +11,10 @@
 #include "Report.h"
 #include "Variables.h"
 
+// The variables saved before a delivery. Lines that the library skips are warned of: a delivery that drops the variables
+// removes them with the file.
+std::vector<Variable> variablesBeforeDelivery(Report& report);
+
 struct VariableSettlement {
     std::vector<Variable> saved;   // those before the delivery
     std::vector<Variable> wanted;  // those of the policy

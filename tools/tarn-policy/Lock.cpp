@@ -4,6 +4,7 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -52,23 +53,64 @@ std::string holderOf(int fd) {
     return "another process";
 }
 
-int openLockFile() {
-    return open(SetLock::kPath, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, kFileMode);
+Failure cannotOpen(int error) {
+    return Failure(ExitCode::kFailed, std::string("open the lock file ") + SetLock::kPath, std::strerror(error),
+                   error == EACCES || error == EPERM ? "run as root"
+                                                     : "make the folder /run/lock usable for root, and see what "
+                                                       "stands at that path");
+}
+
+int openLockFile(int more) {
+    return open(SetLock::kPath, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | more, kFileMode);
+}
+
+// Everybody may make files in that folder. Only root makes this one, and never opens it with O_CREAT where it stands: the
+// kernel refuses that for somebody else's file with a bare EACCES.
+UniqueFd openOrMakeLockFile() {
+    UniqueFd fd(openLockFile(0));
+    if (fd.valid() || errno != ENOENT) {
+        return fd;
+    }
+    if (geteuid() != 0) {
+        throw Failure(ExitCode::kFailed, std::string("open the lock file ") + SetLock::kPath,
+                      "it does not exist, and only root makes it", "run as root");
+    }
+    static_cast<void>(mkdir("/run/lock", kFolderMode));  // the next open says what is wrong
+    fd.reset(openLockFile(O_CREAT | O_EXCL));
+    if (!fd.valid() && errno == EEXIST) {  // another process was faster
+        fd.reset(openLockFile(0));
+    }
+    return fd;
+}
+
+// Whoever owns the file may hold it for ever.
+void requireOwnFile(int fd) {
+    struct stat status {};
+    if (fstat(fd, &status) != 0) {
+        throw cannotOpen(errno);
+    }
+    const std::string tried = std::string("use the lock file ") + SetLock::kPath;
+    const std::string advice =
+        std::string("remove it as root (rm ") + SetLock::kPath + ") while nobody works on the set, then run this again";
+    if (!S_ISREG(status.st_mode)) {
+        throw Failure(ExitCode::kFailed, tried, "it is not a regular file", advice);
+    }
+    if (status.st_uid != 0) {
+        throw Failure(ExitCode::kFailed, tried,
+                      "it belongs to user " + std::to_string(status.st_uid) +
+                          " and not to root, so that this user could keep everybody out",
+                      advice);
+    }
 }
 
 }  // namespace
 
 SetLock::SetLock() {
-    fd_.reset(openLockFile());
-    if (!fd_.valid() && errno == ENOENT) {
-        static_cast<void>(mkdir("/run/lock", kFolderMode));  // the second open says what is wrong
-        fd_.reset(openLockFile());
-    }
+    fd_ = openOrMakeLockFile();
     if (!fd_.valid()) {
-        const int error = errno;
-        throw Failure(ExitCode::kFailed, std::string("open the lock file ") + kPath, std::strerror(error),
-                      error == EACCES || error == EPERM ? "run as root" : "make the folder /run/lock usable for root");
+        throw cannotOpen(errno);
     }
+    requireOwnFile(fd_.get());
     if (flock(fd_.get(), LOCK_EX | LOCK_NB) != 0) {
         const int error = errno;
         if (error == EWOULDBLOCK) {

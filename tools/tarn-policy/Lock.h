@@ -9,8 +9,9 @@ class SetLock {
 public:
     static constexpr char kPath[] = "/run/lock/tarn-policy";
 
-    // Takes the lock at once or throws Failure: kBusy, with the holder, where another process has it. The file is made
-    // where it is missing and stays: removing it would let two processes lock two files.
+    // Takes the lock at once or throws Failure: kBusy, with the holder, where another process has it. Root makes
+    // the file where it is missing, and it stays: removing it would let two processes lock two files. One that does not
+    // belong to root is refused.
     SetLock();
 
 private:

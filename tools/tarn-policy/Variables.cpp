@@ -96,6 +96,13 @@ SavedVariables readSavedVariables() {
     return saved;
 }
 
+void warnOfUnreadable(const SavedVariables& saved, Report& report) {
+    for (const std::string& line : saved.unreadable) {
+        report.warning(std::string(paths::kDynamicInfo) + ": the line \"" + line +
+                       "\" is not namespace:name:value; the library skips it");
+    }
+}
+
 std::string formatSaved(const Variable& variable) {
     return variable.nameSpace + ":" + variable.name + ":" + std::to_string(variable.value);
 }

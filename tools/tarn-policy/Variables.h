@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "Report.h"
 #include "libtarnpolicysync/PolicyModuleManagerInterface.h"
 
 // The library reads values back as signed numbers: a greater one is saved and then refused at the next start.
@@ -28,6 +29,9 @@ struct SavedVariables {
 // Reads "/etc/tarn/dynamicinfo" by the library's own rules and without its log. A missing file holds no variables.
 // Throws Failure where the file can't be read.
 SavedVariables readSavedVariables();
+
+// A warning for each line that the library skips.
+void warnOfUnreadable(const SavedVariables& saved, Report& report);
 
 // One line of the state file, without its line feed: "net:usb_block:1". parseSaved gives nothing for a line that the
 // library skips.

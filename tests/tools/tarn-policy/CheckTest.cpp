@@ -90,6 +90,15 @@ TEST_F(CheckTest, ABrokenDocumentIsAMistakeWithItsPlace) {
     EXPECT_THAT(outcome.err, HasSubstr(std::string(kPolicy) + ":3"));
 }
 
+TEST_F(CheckTest, AKeyWhoseFilesADeliveryPassesOverIsAMistake) {
+    Json::Value policy = smallPolicy();
+    policy["groups"][".hidden"] = policy["groups"]["extra"];
+    writePolicy(policy);
+    const Outcome outcome = tool({"check", kPolicy});
+    EXPECT_EQ(outcome.status, 5);
+    EXPECT_THAT(outcome.err, AllOf(HasSubstr("/groups/.hidden"), HasSubstr("name-hidden")));
+}
+
 TEST_F(CheckTest, AMissingDocumentIsSaid) {
     const Outcome outcome = tool({"check", "/etc/tarn/test/none.json"});
     EXPECT_EQ(outcome.status, 5);

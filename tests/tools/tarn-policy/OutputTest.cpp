@@ -1,6 +1,7 @@
 // What goes where: clean standard output, the lock, progress, and the ends that nobody expects.
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "Common/Handles.h"
@@ -125,6 +126,40 @@ TEST_F(OutputTest, ALinkInPlaceOfTheLockIsRefused) {
     EXPECT_EQ(outcome.status, 1);
     EXPECT_THAT(outcome.err, HasSubstr("cannot open the lock file /run/lock/tarn-policy"));
     EXPECT_FALSE(testfiles::exists("/etc/tarn/elsewhere"));
+}
+
+TEST_F(OutputTest, ALockOfAnotherUserIsRefused) {
+    testfiles::write(kLock, "");
+    if (chown(kLock, 65534, 65534) != 0) {
+        GTEST_SKIP() << "a user namespace with one user: no file of another one";
+    }
+    ASSERT_EQ(chmod("/run/lock", 01777), 0);
+    const Outcome outcome = tool({"compile", kPolicy});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, AllOf(HasSubstr("it belongs to user 65534 and not to root"),
+                                   HasSubstr("next: remove it as root (rm /run/lock/tarn-policy)")));
+    EXPECT_FALSE(testfiles::exists(kSet));
+}
+
+TEST_F(OutputTest, AnOrdinaryUserMakesNoLock) {
+    testfiles::write("/run/lock/other", "");  // makes the folder
+    ASSERT_EQ(chmod("/run/lock", 01777), 0);
+    const Outcome outcome = testprocess::run(
+        {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", TARN_POLICY, "compile", kPolicy});
+    if (outcome.err.find("setpriv:") != std::string::npos) {
+        GTEST_SKIP() << "a user namespace with one user: nobody but root";
+    }
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, HasSubstr("next: run as root"));
+    EXPECT_FALSE(testfiles::exists(kLock));
+}
+
+TEST_F(OutputTest, APipeInPlaceOfTheLockIsRefused) {
+    testfiles::write("/run/lock/other", "");
+    ASSERT_EQ(mkfifo(kLock, 0600), 0);
+    const Outcome outcome = tool({"compile", kPolicy});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, HasSubstr("it is not a regular file"));
 }
 
 TEST_F(OutputTest, ATerminalShowsWhatIsDone) {

@@ -184,6 +184,15 @@ TEST_F(RouteTest, AVariableThatCannotBeKeptIsNoSuccess) {
     EXPECT_EQ(testfiles::read(kDynamicInfo), "net:a:1\n") << "the others are kept";
 }
 
+TEST_F(RouteTest, LinesThatADeliveryLosesAreWarnedOf) {
+    plainKernel();
+    saveVariables("net:a\nnet:b:5\n");
+    EXPECT_THAT(tool({"apply", kPolicy}).err, HasSubstr("warning: /etc/tarn/dynamicinfo: the line \"net:a\" is not"));
+    saveVariables("net:a\n");
+    EXPECT_EQ(tool({"compile", kPolicy}).status, 0);
+    EXPECT_THAT(tool({"send"}).err, HasSubstr("warning: /etc/tarn/dynamicinfo: the line \"net:a\" is not"));
+}
+
 TEST_F(RouteTest, AValueThatWouldNotBeReadBackIsNotKeptInSilence) {
     plainKernel({"net/a"});
     saveVariables("net:a:-1\n");

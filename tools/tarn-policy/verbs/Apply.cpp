@@ -30,7 +30,7 @@ public:
         PolicyModuleManagerInterface manager;
         {
             const Preparation prepared = prepare(options_, report, progress);
-            settlement.saved = readSavedVariables().variables;
+            settlement.saved = variablesBeforeDelivery(report);
             settlement.wanted = wantedVariables(prepared.document);
             compilePolicy(manager, prepared, CompileKind::kForDelivery, report, progress);
         }

@@ -30,7 +30,7 @@ public:
         requireKernelEntry();
         const std::optional<std::vector<Variable>> note = FullCompilationNote::read();
         report.fact("fullSet") = note.has_value();
-        VariableSettlement settlement{readSavedVariables().variables, note.value_or(std::vector<Variable>{}),
+        VariableSettlement settlement{variablesBeforeDelivery(report), note.value_or(std::vector<Variable>{}),
                                       keepVariables_};
         Progress progress;
         PolicyModuleManagerInterface manager;

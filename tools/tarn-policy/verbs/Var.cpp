@@ -12,10 +12,7 @@ namespace {
 
 void reportVariables(const SavedVariables& saved, Report& report) {
     report.fact("variables") = toJson(saved.variables);
-    for (const std::string& line : saved.unreadable) {
-        report.warning(std::string(paths::kDynamicInfo) + ": the line \"" + line +
-                       "\" is not namespace:name:value; the library skips it");
-    }
+    warnOfUnreadable(saved, report);
 }
 
 class VarList : public Verb {
