@@ -70,4 +70,16 @@ bool check(const PolicyDocument& document, const CheckContext& context, Diagnost
     return complete;
 }
 
+void checkLabels(const PolicyDocument& document, const Labels& labels, Diagnostics& diagnostics) {
+    CheckContext context;
+    context.labels = &labels;
+    Diagnostics all;
+    checkDeclarations(document, context, all);
+    for (const Diagnostic& diagnostic : all.all()) {
+        if (diagnostic.code == "no-label" || diagnostic.code == "no-identifier") {  // the others are known already
+            diagnostics.add(diagnostic);
+        }
+    }
+}
+
 }  // namespace policydoc

@@ -36,6 +36,10 @@ struct CheckContext {
 // could not be read to their end.
 bool check(const PolicyDocument& document, const CheckContext& context, Diagnostics& diagnostics);
 
+// Warns of declared names that have no label, and of devices and kernel modules without an identifier. For callers that
+// know the labels only after check.
+void checkLabels(const PolicyDocument& document, const Labels& labels, Diagnostics& diagnostics);
+
 }  // namespace policydoc
 
 #endif

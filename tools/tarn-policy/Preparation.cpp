@@ -136,6 +136,9 @@ Preparation prepare(const PreparationOptions& options, Report& report, Progress&
     if (document) {
         labels = resolveNames(options, *document, progress, diagnostics);
     }
+    if (document && labels) {
+        policydoc::checkLabels(*document, *labels, diagnostics);
+    }
     std::optional<policydoc::Plan> plan;
     if (sound && document && labels) {
         policydoc::PlanOptions planOptions;

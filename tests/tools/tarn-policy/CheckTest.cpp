@@ -99,6 +99,31 @@ TEST_F(CheckTest, AKeyWhoseFilesADeliveryPassesOverIsAMistake) {
     EXPECT_THAT(outcome.err, AllOf(HasSubstr("/groups/.hidden"), HasSubstr("name-hidden")));
 }
 
+// Rules would be compiled with an identifier of zeros, or with one name less, and nobody would know.
+TEST_F(CheckTest, DeclaredNamesWithoutLabelsAreWarnedOfByEveryVerb) {
+    plainKernel();
+    Json::Value policy = smallPolicy();
+    policy["files"]["object_file"].append("/srv/unlabelled");
+    policy["devices"].append("sdz");
+    policy["modules"].append("nomod");
+    writePolicy(policy);
+    for (const char* verb : {"check", "compile", "apply"}) {
+        const Outcome outcome = tool({verb, kPolicy, "--json"});
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        std::vector<std::string> found;
+        const Json::Value object = parseJson(outcome.out);
+        for (const Json::Value& diagnostic : object["diagnostics"]) {
+            found.push_back(diagnostic["severity"].asString() + " " + diagnostic["code"].asString() + " " +
+                            diagnostic["pointer"].asString());
+        }
+        EXPECT_THAT(found, testing::UnorderedElementsAre("warning no-label /files/object_file/2",
+                                                         "warning no-identifier /devices/0",
+                                                         "warning no-identifier /modules/0"))
+            << verb;
+    }
+    EXPECT_THAT(tool({"apply", kPolicy}).err, HasSubstr("no identifier for \"sdz\""));
+}
+
 TEST_F(CheckTest, AMissingDocumentIsSaid) {
     const Outcome outcome = tool({"check", "/etc/tarn/test/none.json"});
     EXPECT_EQ(outcome.status, 5);
