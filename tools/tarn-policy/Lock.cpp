@@ -105,8 +105,7 @@ void requireOwnFile(int fd) {
 
 }  // namespace
 
-SetLock::SetLock() {
-    fd_ = openOrMakeLockFile();
+SetLock::SetLock() : fd_(openOrMakeLockFile()) {
     if (!fd_.valid()) {
         throw cannotOpen(errno);
     }
