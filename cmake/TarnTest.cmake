@@ -13,6 +13,7 @@ function(tarn_add_test name)
     endif()
     add_executable(${name} ${arg_SOURCES})
     target_link_libraries(${name} PRIVATE tarn_test_support ${arg_LIBRARIES})
+    target_precompile_headers(${name} REUSE_FROM tarn_test_headers)
     set_target_properties(${name} PROPERTIES
         ENABLE_EXPORTS ON
         RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests

@@ -65,10 +65,10 @@ TARN_API bool IsSafeAbsolutePath(const std::string& path);
 // whatever kind it is.
 TARN_API bool SafeDirectoryExists(const std::string& path);
 
-// Joins a mount prefix and a path under "/etc/tarn/" into `out`: the prefix without one trailing "/", then `inner`; with
-// an empty prefix `out` is `inner`. Returns true when `out` is free of escapes (HasPathEscape). Refuses, before `out`
-// is written, a prefix with an escape ("Mount prefix contains escape char: %s", level 1), a relative prefix (silent)
-// and an inner path that does not begin with "/etc/tarn/" ("Inner dir must under %s", level 1).
+// Joins a mount prefix and a path under "/etc/tarn/" into `out`: the prefix without one trailing "/", then `inner`;
+// with an empty prefix `out` is `inner`. Returns true when `out` is free of escapes (HasPathEscape). Refuses, before
+// `out` is written, a prefix with an escape ("Mount prefix contains escape char: %s", level 1), a relative prefix
+// (silent) and an inner path that does not begin with "/etc/tarn/" ("Inner dir must under %s", level 1).
 TARN_API bool SafeMountPrefixConcat(const std::string& prefix, const std::string& inner, std::string& out);
 
 // Checks that `path` is a mount point of "/proc/mounts". 0: it is (the empty path and "/" always are); -1: malformed

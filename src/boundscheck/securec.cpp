@@ -7,7 +7,9 @@
 
 namespace {
 
-bool badCapacity(size_t destMax) { return destMax == 0 || destMax > SECUREC_MEM_MAX_LEN; }
+bool badCapacity(size_t destMax) {
+    return destMax == 0 || destMax > SECUREC_MEM_MAX_LEN;
+}
 
 bool overlap(const void* dest, const void* src, size_t count) {
     const auto d = reinterpret_cast<std::uintptr_t>(dest);

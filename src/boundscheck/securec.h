@@ -11,7 +11,7 @@ extern "C" {
 #endif
 
 #ifndef errno_t
-typedef int errno_t;  /* NOLINT(modernize-use-using): C callers read this header, too */
+typedef int errno_t; /* NOLINT(modernize-use-using): C callers read this header, too */
 #endif
 
 #define SECUREC_MEM_MAX_LEN 0x7fffffffUL
@@ -19,9 +19,9 @@ typedef int errno_t;  /* NOLINT(modernize-use-using): C callers read this header
 #ifndef EOK
 #define EOK 0
 #endif
-#define EINVAL_AND_RESET 150      /* EINVAL 22 | 0x80: refused, and the destination was cleared */
-#define ERANGE_AND_RESET 162      /* ERANGE 34 | 0x80 */
-#define EOVERLAP_AND_RESET 182    /* 54 | 0x80: source and destination overlap */
+#define EINVAL_AND_RESET 150   /* EINVAL 22 | 0x80: refused, and the destination was cleared */
+#define ERANGE_AND_RESET 162   /* ERANGE 34 | 0x80 */
+#define EOVERLAP_AND_RESET 182 /* 54 | 0x80: source and destination overlap */
 
 /* Copies count bytes. 0: copied. 34: destMax is 0 or above SECUREC_MEM_MAX_LEN, nothing is touched. 22: dest is null.
  * 150: src is null; 162: count is above destMax; 182: the two overlap: in these three the destination is cleared, all

@@ -27,7 +27,9 @@ void write(const std::string& path, const std::string& content) {
     }
 }
 
-bool exists(const std::string& path) { return fs::symlink_status(path).type() != fs::file_type::not_found; }
+bool exists(const std::string& path) {
+    return fs::symlink_status(path).type() != fs::file_type::not_found;
+}
 
 unsigned int mode(const std::string& path) {
     struct stat status {};
@@ -43,9 +45,13 @@ std::vector<std::string> list(const std::string& directory) {
     return names;
 }
 
-void makeDirectories(const std::string& path) { fs::create_directories(path); }
+void makeDirectories(const std::string& path) {
+    fs::create_directories(path);
+}
 
-void link(const std::string& target, const std::string& path) { fs::create_symlink(target, path); }
+void link(const std::string& target, const std::string& path) {
+    fs::create_symlink(target, path);
+}
 
 int openDescriptors() {
     // The walk itself holds one descriptor.

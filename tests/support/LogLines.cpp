@@ -40,6 +40,8 @@ std::vector<Line> lines(int highestLevel) {
     return result;
 }
 
-void clear() { unlink(kPath); }
+void clear() {
+    unlink(kPath);
+}
 
 }  // namespace testlog

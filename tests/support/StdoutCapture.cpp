@@ -24,7 +24,9 @@ StdoutCapture::StdoutCapture(int fd) : target_(fd), saved_(dup(fd)), file_(memfd
     dup2(file_, target_);
 }
 
-StdoutCapture::~StdoutCapture() { finish(); }
+StdoutCapture::~StdoutCapture() {
+    finish();
+}
 
 std::string StdoutCapture::finish() {
     if (saved_ < 0) {

@@ -74,6 +74,10 @@ private:
     bool off_ = false;
 };
 
+std::string counted(std::size_t count, const char* one, const char* many) {
+    return std::to_string(count) + " " + (count == 1 ? one : many);
+}
+
 std::string whatIsWrong(const tarnmessage::FileReport& file) {
     return file.name + ": " + (file.finding ? tarnmessage::toText(*file.finding) : file.problem);
 }
@@ -122,12 +126,12 @@ private:
         }
         const ExpectedRecords::Rule& rule = rules[walk.firstMissing()];
         missing.push_back(policydoc::ruleName(prepared_.document, prepared_.plan.rules[rule.outcome]) +
-                          ": the set does not hold the " + std::to_string(rule.records) +
-                          " records of this rule where they belong" + andMore(rules.size() - walk.firstMissing() - 1));
+                          ": the set does not hold the " + counted(rule.records, "record", "records") +
+                          " of this rule in the expected place" + andMore(rules.size() - walk.firstMissing() - 1));
     }
 
     static std::string andMore(std::size_t count) {
-        return count == 0 ? "" : "; the " + std::to_string(count) + " rules after it are not accounted for";
+        return count == 0 ? "" : "; " + counted(count, "rule", "rules") + " after it not accounted for";
     }
 
     void walkSlice(const std::string& key, unsigned int slice, const policydoc::MessageGroup& group, RuleWalk& walk) {

@@ -63,11 +63,12 @@ private:
         CLI::App* parent = &app_;
         const std::string parentName = entry.parent;
         if (!parentName.empty()) {
-            if (parents_.count(parentName) == 0) {
-                parents_[parentName] = app_.add_subcommand(parentName, "List, switch or forget dynamic variables");
-                parents_[parentName]->require_subcommand(1);
+            const auto [place, isNew] = parents_.try_emplace(parentName, nullptr);
+            if (isNew) {
+                place->second = app_.add_subcommand(parentName, "List, switch or forget dynamic variables");
+                place->second->require_subcommand(1);
             }
-            parent = parents_[parentName];
+            parent = place->second;
         }
         chosen->name = parentName.empty() ? entry.name : parentName + " " + entry.name;
         chosen->app = parent->add_subcommand(entry.name, entry.summary);

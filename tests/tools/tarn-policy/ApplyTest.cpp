@@ -59,7 +59,7 @@ TEST_F(ApplyTest, ARuleThatVanishesInTheCompilationIsNotSent) {
     plainKernel();
     const Outcome outcome = toolWithLabelManager("forget", {"apply", kPolicy});
     EXPECT_EQ(outcome.status, 4);
-    EXPECT_THAT(outcome.err, HasSubstr("/groups/base/rules/1: the set does not hold the 1 records of this rule"));
+    EXPECT_THAT(outcome.err, HasSubstr("/groups/base/rules/1: the set does not hold the 1 record of this rule"));
     EXPECT_EQ(testfiles::read(kDeliver), "");
 }
 

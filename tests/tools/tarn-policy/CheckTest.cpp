@@ -197,7 +197,9 @@ TEST_F(CheckTest, WithoutSplittingTheOverflowIsNamed) {
     writePolicy(bulkyPolicy(1100));
     const Outcome outcome = tool({"check", kPolicy, "--no-split"});
     EXPECT_EQ(outcome.status, 5);
-    EXPECT_THAT(outcome.err, AllOf(HasSubstr("/groups/base/rules/"), HasSubstr("net"), HasSubstr("1048576")));
+    EXPECT_THAT(outcome.err,
+                AllOf(HasSubstr("at /groups/base/rules/1019\n"),
+                      HasSubstr("key \"base\", namespace \"net\", group \"g\""), HasSubstr("group of 1130800 bytes")));
 }
 
 TEST_F(CheckTest, PlansForANumberOfThreads) {

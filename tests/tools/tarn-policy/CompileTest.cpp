@@ -95,7 +95,7 @@ TEST_F(CompileTest, ARuleThatVanishesInTheCompilationIsNamed) {
     const Outcome outcome = toolWithLabelManager("forget", {"compile", "--allow-empty", kPolicy});
     EXPECT_EQ(outcome.status, 4);
     EXPECT_THAT(outcome.err,
-                AllOf(HasSubstr("/groups/base/rules/1: the set does not hold the 1 records of this rule"),
+                AllOf(HasSubstr("/groups/base/rules/1: the set does not hold the 1 record of this rule"),
                       HasSubstr("/groups/base/rules/1: the rule gives no record by what the label manager"),
                       HasSubstr("/groups/extra/rules/0: the set does not hold the 2 records")));
     EXPECT_FALSE(testfiles::exists(kNote));
