@@ -1,5 +1,10 @@
 include(GoogleTest)
 
+if(TARN_SANITIZE MATCHES "address")
+    set(tarnTestEnvironment
+        "env;LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/lsan-suppressions.txt:print_suppressions=0;")
+endif()
+
 # tarn_add_test(NAME SOURCES file... [LIBRARIES target...] [LABELS label...] [KERNEL kind])
 #
 # A test program whose tests run one process each, inside the sandbox: /etc/tarn, /var/log and /sys/kernel/security/tarn
@@ -17,7 +22,7 @@ function(tarn_add_test name)
     set_target_properties(${name} PROPERTIES
         ENABLE_EXPORTS ON
         RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests
-        CROSSCOMPILING_EMULATOR "$<TARGET_FILE:tarn-sandbox>;--kernel=${arg_KERNEL};--")
+        CROSSCOMPILING_EMULATOR "${tarnTestEnvironment}$<TARGET_FILE:tarn-sandbox>;--kernel=${arg_KERNEL};--")
     add_dependencies(${name} tarn-sandbox)
     if(NOT arg_KERNEL STREQUAL "none")
         add_dependencies(${name} tarn-kernel-sim)
