@@ -3,17 +3,30 @@
 namespace tarnmessage {
 
 void FunctionTable::add(const NamespaceView& block) {
-    if (const Namespace* known = find(block.node.nameId);
-        known != nullptr && known->functions.size() >= block.node.functionCount) {
-        return;
-    }
     Namespace entry;
     entry.name = std::string(block.name);
     FunctionCursor functions = block.functions();
     for (FunctionView function; functions.next(function);) {
         entry.functions.emplace_back(function.name);
     }
-    namespaces_[block.node.nameId] = std::move(entry);
+    add(block.node.nameId, std::move(entry));
+}
+
+void FunctionTable::add(std::uint32_t nameId, Namespace entry) {
+    const Namespace* known = find(nameId);
+    if (known == nullptr || known->functions.size() < entry.functions.size()) {
+        namespaces_[nameId] = std::move(entry);
+    }
+}
+
+std::vector<std::uint32_t> FunctionTable::numbersOf(const std::string& name) const {
+    std::vector<std::uint32_t> numbers;
+    for (const auto& [number, entry] : namespaces_) {
+        if (entry.name == name) {
+            numbers.push_back(number);
+        }
+    }
+    return numbers;
 }
 
 const FunctionTable::Namespace* FunctionTable::find(std::uint32_t nameId) const {

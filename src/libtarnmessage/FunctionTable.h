@@ -20,10 +20,14 @@ public:
 
     // Two namespaces with one number can't be told apart in a record; the one with more functions stays.
     void add(const NamespaceView& block);
+    void add(std::uint32_t nameId, Namespace entry);
 
     // Null for a number that was not announced.
     const Namespace* find(std::uint32_t nameId) const;
     const std::string* findFunction(std::uint32_t nameId, std::uint32_t functionId) const;
+
+    // The numbers under which a name was announced.
+    std::vector<std::uint32_t> numbersOf(const std::string& name) const;
 
     // The greatest function number of a namespace, 0 when it was not announced.
     std::uint32_t functionCount(std::uint32_t nameId) const;

@@ -1,26 +1,15 @@
-// Reads a whole message set from a directory, file by file in the order of delivery, with what was found in each. Needs
-// no privilege, writes nothing, logs nothing, and holds one file at a time.
+// Reads a whole message set from a directory, with a report on each file. For sets whose reports fit into memory; SetWalk
+// hands them out one by one.
 #ifndef TARN_MESSAGE_SET_READER_H
 #define TARN_MESSAGE_SET_READER_H
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 
-#include "libtarnmessage/MessageReader.h"
+#include "libtarnmessage/SetWalk.h"
 
 namespace tarnmessage {
-
-struct FileReport {
-    std::string name;                   // without the directory
-    std::uint64_t bytes = 0;            // read from the file
-    kernelmsg::MessageHeader header{};  // zero when the file holds none
-    std::optional<Finding> finding;     // what the kernel would refuse
-    std::string problem;                // anything else: missing, unreadable, not the message that its name says
-
-    bool sound() const { return !finding && problem.empty(); }
-};
 
 struct SetReport {
     std::string problem;            // why the directory could not be read
@@ -44,8 +33,7 @@ public:
 SetReport readSet(const std::string& directory, SetVisitor& visitor);
 SetReport readSet(const std::string& directory);
 
-// Reads one message file, at most one byte more than a message may have. 0, or the errno of what failed; EINVAL where
-// the path is no regular file, ELOOP where it is a symbolic link.
+// The bytes of one message file; see MessageFile.
 int readMessageFile(const std::string& path, std::string& bytes);
 
 }  // namespace tarnmessage

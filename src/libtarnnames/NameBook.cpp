@@ -1,0 +1,94 @@
+#include "libtarnnames/NameBook.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "Common/Common.h"
+
+namespace tarnnames {
+
+namespace {
+
+using tarnmessage::FunctionTable;
+
+// Reads one side file; an empty path is one that was not found. Problems get its path in front.
+template <typename Take>
+void readSideFile(std::string& path, std::vector<std::string>& problems, Take take) {
+    if (path.empty()) {
+        return;
+    }
+    std::string text;
+    std::vector<std::string> own;
+    if (const int failure = readTextFile(path, text); failure != 0) {
+        own.push_back(std::string("can't be read: ") + std::strerror(failure));
+    } else {
+        take(text, own);
+    }
+    for (const std::string& problem : own) {
+        problems.push_back(path + ": " + problem);
+    }
+}
+
+void addOnce(std::vector<std::string>& names, const std::string& name) {
+    if (std::find(names.begin(), names.end(), name) == names.end()) {
+        names.push_back(name);
+    }
+}
+
+}  // namespace
+
+void NameBook::readSideFiles(const std::string& path, const std::string& etcDirectory,
+                             std::vector<std::string>& problems) {
+    paths_ = findSideFiles(path, etcDirectory);
+    readSideFile(paths_.sceneInfo, problems,
+                 [&](const std::string& text, std::vector<std::string>& own) { scenes_.add(text, own); });
+    FuncInfo functions;
+    readSideFile(paths_.funcInfo, problems,
+                 [&](const std::string& text, std::vector<std::string>& own) { functions.add(text, own); });
+    for (const auto& [name, list] : functions.functions()) {
+        const auto pinned = scenes_.numbers().find(name);
+        functions_.add(pinned != scenes_.numbers().end() ? pinned->second : stringToId(name.c_str()), {name, list});
+    }
+    readSideFile(paths_.classDefinitions, problems, [&](const std::string& text, std::vector<std::string>& own) {
+        static_cast<void>(classes_.read(text, own));
+    });
+}
+
+std::vector<std::string> NameBook::namespaceNames(std::uint32_t number) const {
+    std::vector<std::string> names;
+    for (const FunctionTable* table : {announced_, &functions_}) {
+        const FunctionTable::Namespace* known = table == nullptr ? nullptr : table->find(number);
+        if (known != nullptr) {
+            addOnce(names, known->name);
+        }
+    }
+    for (const std::string& name : scenes_.names(number)) {
+        addOnce(names, name);
+    }
+    return names;
+}
+
+std::vector<std::uint32_t> NameBook::namespaceNumbers(const std::string& name) const {
+    std::vector<std::uint32_t> numbers;
+    if (announced_ != nullptr) {
+        numbers = announced_->numbersOf(name);
+    }
+    const auto pinned = scenes_.numbers().find(name);
+    if (pinned != scenes_.numbers().end()) {
+        numbers.push_back(pinned->second);
+    } else if (numbers.empty()) {
+        numbers.push_back(stringToId(name.c_str()));
+    }
+    return numbers;
+}
+
+const FunctionTable& NameBook::functionsOf(std::uint32_t nameId) const {
+    return announced_ != nullptr && announced_->find(nameId) != nullptr ? *announced_ : functions_;
+}
+
+std::vector<FileNameReading> NameBook::readings(const std::string& fileName, std::uint32_t nameId) const {
+    const std::vector<std::string> known = namespaceNames(nameId);
+    return readFileName(fileName, known.empty() ? namespacesByChecksum(fileName, nameId) : known);
+}
+
+}  // namespace tarnnames

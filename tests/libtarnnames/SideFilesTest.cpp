@@ -1,0 +1,135 @@
+// scene_info and funcinfo: where they are looked for, and what their lines say.
+#include "libtarnnames/SideFiles.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "support/Files.h"
+
+using tarnnames::findSideFiles;
+using tarnnames::FuncInfo;
+using tarnnames::SceneInfo;
+using tarnnames::SideFilePaths;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Pair;
+
+namespace {
+
+void touch(const std::string& path) {
+    testfiles::write(path, "");
+}
+
+SceneInfo scenesOf(const std::string& text, std::vector<std::string>& problems) {
+    SceneInfo scenes;
+    scenes.add(text, problems);
+    return scenes;
+}
+
+}  // namespace
+
+TEST(SideFiles, LieInTheFolderAboveTheSet) {
+    testfiles::makeDirectories("/etc/tarn/policydata");
+    touch("/etc/tarn/scene_info");
+    touch("/etc/tarn/funcinfo");
+    touch("/etc/tarn/tarn-main/class-def.conf");
+    for (const char* path : {"/etc/tarn/policydata", "/etc/tarn/policydata/", "/etc/tarn/policydata//"}) {
+        const SideFilePaths found = findSideFiles(path, "");
+        EXPECT_EQ(found.sceneInfo, "/etc/tarn/scene_info");
+        EXPECT_EQ(found.funcInfo, "/etc/tarn/funcinfo");
+        EXPECT_EQ(found.classDefinitions, "/etc/tarn/tarn-main/class-def.conf");
+    }
+}
+
+TEST(SideFiles, OfAMessageFileLieAboveItsSetOrBesideIt) {
+    touch("/etc/tarn/policydata/x");
+    touch("/etc/tarn/policydata/funcinfo");
+    touch("/etc/tarn/scene_info");
+    const SideFilePaths found = findSideFiles("/etc/tarn/policydata/x", "");
+    EXPECT_EQ(found.sceneInfo, "/etc/tarn/scene_info");
+    EXPECT_EQ(found.funcInfo, "/etc/tarn/policydata/funcinfo");
+}
+
+TEST(SideFiles, OfASetThatWaitsForDeliveryWaitToo) {
+    testfiles::makeDirectories("/etc/tarn/.policydata");
+    testfiles::makeDirectories("/etc/tarn/policydata");
+    touch("/etc/tarn/.scene_info");
+    touch("/etc/tarn/scene_info");
+    touch("/etc/tarn/funcinfo");
+    EXPECT_EQ(findSideFiles("/etc/tarn/.policydata", "").sceneInfo, "/etc/tarn/.scene_info");
+    EXPECT_EQ(findSideFiles("/etc/tarn/.policydata", "").funcInfo, "/etc/tarn/funcinfo");
+    EXPECT_EQ(findSideFiles("/etc/tarn/policydata", "").sceneInfo, "/etc/tarn/scene_info");
+}
+
+TEST(SideFiles, ThatTheFolderAboveLacksComeFromTheGivenFolder) {
+    testfiles::makeDirectories("/etc/tarn/a/set");
+    touch("/etc/tarn/a/scene_info");
+    touch("/etc/tarn/b/scene_info");
+    touch("/etc/tarn/b/funcinfo");
+    touch("/etc/tarn/b/class-def.conf");
+    const SideFilePaths found = findSideFiles("/etc/tarn/a/set", "/etc/tarn/b/");
+    EXPECT_EQ(found.sceneInfo, "/etc/tarn/a/scene_info");
+    EXPECT_EQ(found.funcInfo, "/etc/tarn/b/funcinfo");
+    EXPECT_EQ(found.classDefinitions, "/etc/tarn/b/class-def.conf");
+}
+
+TEST(SideFiles, AreNotInventedWhereThereAreNone) {
+    testfiles::makeDirectories("/etc/tarn/a/set");
+    const SideFilePaths found = findSideFiles("/etc/tarn/a/set", "");
+    EXPECT_EQ(found.sceneInfo + found.funcInfo + found.classDefinitions, "");
+}
+
+TEST(SideFiles, SceneLinesAreReadAsTheLibraryReadsThem) {
+    std::vector<std::string> problems;
+    const SceneInfo scenes =
+        scenesOf("7:net\n\n12abc:twelve\n4294967297:one\n-1:minus\n3::doubled\n8:late\n9:late\n10:unended", problems);
+    EXPECT_THAT(problems, IsEmpty());
+    EXPECT_THAT(scenes.numbers(),
+                ElementsAre(Pair("doubled", 3U), Pair("late", 9U), Pair("minus", 4294967295U), Pair("net", 7U),
+                            Pair("one", 1U), Pair("twelve", 12U), Pair("unended", 10U)));
+}
+
+TEST(SideFiles, UnreadableSceneLinesAreTold) {
+    std::vector<std::string> problems;
+    const SceneInfo scenes = scenesOf("12:a:b\n12\nx:net\n99999999999999999999999:net\n:5\n5:fine\n", problems);
+    EXPECT_THAT(scenes.numbers(), ElementsAre(Pair("fine", 5U)));
+    ASSERT_EQ(problems.size(), 5U);
+    EXPECT_EQ(problems[2], "line 3 is skipped: expected NUMBER:NAMESPACE");
+}
+
+TEST(SideFiles, TextEndsAtTheFirstNul) {
+    std::vector<std::string> problems;
+    EXPECT_THAT(scenesOf(std::string("7:net\n\0008:fs\n", 11), problems).numbers(), ElementsAre(Pair("net", 7U)));
+}
+
+TEST(SideFiles, NamesThatShareANumberAllStay) {
+    std::vector<std::string> problems;
+    const SceneInfo scenes = scenesOf("7:net\n7:fs\n8:ipc\n", problems);
+    EXPECT_THAT(scenes.names(7), ElementsAre("fs", "net"));
+    EXPECT_THAT(scenes.names(9), IsEmpty());
+}
+
+TEST(SideFiles, FunctionsKeepTheirOrderAndStandOnce) {
+    std::vector<std::string> problems;
+    FuncInfo functions;
+    functions.add("net#m:f,m:f,m:g\nfs#,\nnet#m:h\nbad\nbad#a#b\n", problems);
+    EXPECT_THAT(functions.functions(), ElementsAre(Pair("net", ElementsAre("m:f", "m:g", "m:h"))));
+    ASSERT_EQ(problems.size(), 2U);
+    EXPECT_EQ(problems[0], "line 4 is skipped: expected NAMESPACE#MODULE:FUNCTION,...");
+}
+
+TEST(SideFiles, TextFileGivesTheReasonOfItsRefusal) {
+    std::string text;
+    EXPECT_EQ(tarnnames::readTextFile("/etc/tarn/nothing", text), ENOENT);
+    testfiles::makeDirectories("/etc/tarn/folder");
+    EXPECT_EQ(tarnnames::readTextFile("/etc/tarn/folder", text), EINVAL);
+    testfiles::write("/etc/tarn/file", "abc");
+    EXPECT_EQ(tarnnames::readTextFile("/etc/tarn/file", text), 0);
+    EXPECT_EQ(text, "abc");
+    EXPECT_EQ(truncate("/etc/tarn/file", (64L << 20) + 1), 0);
+    EXPECT_EQ(tarnnames::readTextFile("/etc/tarn/file", text), EFBIG);
+}
