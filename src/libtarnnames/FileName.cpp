@@ -18,7 +18,7 @@ bool isNumber(const std::string& text) {
 // Cuts the number behind the last "_" off. Empty where there is none.
 std::string cutNumber(std::string& text) {
     const std::size_t mark = text.rfind('_');
-    const std::string number = mark == std::string::npos ? "" : text.substr(mark + 1);
+    std::string number = mark == std::string::npos ? "" : text.substr(mark + 1);
     if (!isNumber(number)) {
         return "";
     }

@@ -2,11 +2,15 @@
 
 #include <json/writer.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <utility>
 
 namespace {
+
+// Enough for few system calls, and little enough for a reader who waits.
+constexpr std::size_t kPendingBytes = 65536;
 
 void toStandardError(const std::string& text) {
     static_cast<void>(std::fwrite(text.data(), 1, text.size(), stderr));
@@ -46,19 +50,56 @@ void Report::words(const std::string& text) const {
     }
 }
 
-ExitCode Report::finish(ExitCode code) {
+bool Report::write(const std::string& text) {
+    streams_ = true;
+    pending_ += text;
+    if (pending_.size() >= kPendingBytes) {
+        flush();
+    }
+    return output_.error() == 0;
+}
+
+void Report::openArray(const std::string& name) {
+    static_cast<void>(write("{\"" + name + "\": ["));
+    array_ = Array::kEmpty;
+}
+
+bool Report::element(const std::string& value) {
+    static_cast<void>(write(array_ == Array::kEmpty ? "\n" : ",\n"));
+    array_ = Array::kFilled;
+    return write(value);
+}
+
+void Report::withoutObject() {
+    streams_ = true;
+    hasObject_ = false;
+}
+
+void Report::flush() {
+    output_.write(pending_);
+    pending_.clear();
+}
+
+void Report::writeObject() {
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = array_ == Array::kNone ? "  " : "";
+    builder["emitUTF8"] = true;
+    const std::string text = Json::writeString(builder, object_);
+    // Behind an array the object is open already.
+    pending_ += array_ == Array::kNone ? text + "\n" : "\n], " + text.substr(1) + "\n";
+}
+
+bool Report::finish(ExitCode code, const char* codeName) {
     object_["exitCode"] = static_cast<int>(code);
-    object_["exitName"] = exitCodeName(code);
-    if (json_) {
-        Json::StreamWriterBuilder builder;
-        builder["indentation"] = "  ";
-        builder["emitUTF8"] = true;
-        output_.write(Json::writeString(builder, object_) + "\n");
+    object_["exitName"] = codeName;
+    if (json_ && hasObject_) {
+        writeObject();
     }
-    if (output_.error() != 0) {
-        toStandardError(std::string("tarn-policy: cannot write to standard output: ") + std::strerror(output_.error()) +
-                        "\n");
-        return code == ExitCode::kDone ? ExitCode::kFailed : code;
+    flush();
+    if (output_.error() == 0 || (streams_ && output_.error() == EPIPE)) {
+        return true;
     }
-    return code;
+    toStandardError(std::string("tarn-policy: cannot write to standard output: ") + std::strerror(output_.error()) +
+                    "\n");
+    return false;
 }

@@ -32,13 +32,29 @@ public:
     // Standard error in text mode only.
     void words(const std::string& text) const;
 
-    // Prints the JSON object. Gives the code to exit with: kFailed where a run that went well could not say so.
-    ExitCode finish(ExitCode code);
+    // For results that don't fit into memory. write() takes text for standard output as it stands and says whether
+    // somebody still reads it. openArray() begins the JSON object with its last member, an array; each element() is one
+    // value of it, as JSON text; finish() closes it and adds the other members. After withoutObject() nothing but what
+    // write() was given goes out. A reader that went away is no failure of a verb that writes like this.
+    bool write(const std::string& text);
+    void openArray(const std::string& name);
+    bool element(const std::string& value);
+    void withoutObject();
+
+    // Prints the JSON object. False, with a word on standard error, where the output could not be written.
+    bool finish(ExitCode code, const char* codeName);
 
 private:
+    void flush();
+    void writeObject();
+
     Output& output_;
     bool json_;
     Json::Value object_;
+    std::string pending_;  // written, and not yet handed to the output
+    bool streams_ = false;
+    bool hasObject_ = true;
+    enum class Array { kNone, kEmpty, kFilled } array_ = Array::kNone;
 };
 
 #endif

@@ -23,6 +23,11 @@ public:
     virtual void configure(CLI::App& app) = 0;
     // Does it. Failures are thrown.
     virtual ExitCode run(Report& report) = 0;
+
+    // The code that a failure ends with, and the word for a code. Verbs that only look at sets have their own
+    // (ReadStatus.h).
+    virtual ExitCode failed(ExitCode code) const { return code; }
+    virtual const char* statusName(ExitCode code) const { return exitCodeName(code); }
 };
 
 struct VerbEntry {

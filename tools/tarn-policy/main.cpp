@@ -90,22 +90,27 @@ Failure unexpected(const std::string& verb, const std::string& what) {
 
 ExitCode runVerb(ChosenVerb& chosen, Output& output) {
     Report report(output, chosen.name, chosen.json);
-    ExitCode code = ExitCode::kInternal;
+    ExitCode code = ExitCode::kDone;
     try {
         code = chosen.verb->run(report);
     } catch (const Failure& failure) {
         report.failure(failure);
-        code = failure.code();
+        code = chosen.verb->failed(failure.code());
     } catch (const std::bad_alloc&) {
         report.failure(Failure(ExitCode::kFailed, "finish " + chosen.name, "this machine is out of memory",
                                "free memory, then run this again"));
-        code = ExitCode::kFailed;
+        code = chosen.verb->failed(ExitCode::kFailed);
     } catch (const std::exception& error) {
         report.failure(unexpected(chosen.name, error.what()));
+        code = chosen.verb->failed(ExitCode::kInternal);
     } catch (...) {
         report.failure(unexpected(chosen.name, "of an unknown kind"));
+        code = chosen.verb->failed(ExitCode::kInternal);
     }
-    return report.finish(code);
+    if (!report.finish(code, chosen.verb->statusName(code)) && code == ExitCode::kDone) {
+        return chosen.verb->failed(ExitCode::kFailed);
+    }
+    return code;
 }
 
 ExitCode run(int argc, char** argv) {
