@@ -45,6 +45,14 @@ TEST(Evidence, OfAFailureIsKeptWithItsLogTranscriptListingAndCommand) {
     std::filesystem::remove_all(folder);
 }
 
+TEST(TestMain, RunsNoTestOutsideTheSandbox) {
+    const testprocess::Outcome outcome =
+        testprocess::run({TARN_EVIDENCE_PROBE, "--gtest_filter=ProbeThat.Passes"}, {"TARN_SANDBOX"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.out.find("ProbeThat"), std::string::npos) << outcome.out;
+    EXPECT_THAT(outcome.err, HasSubstr("tarn-sandbox --kernel=none -- " TARN_EVIDENCE_PROBE "\n"));
+}
+
 TEST(Evidence, OfAnEarlierFailureGivesWay) {
     const std::string folder = freshFolder();
     testfiles::write(folder + "/Deliberate_Probe.Fails_0/stale", "old");
