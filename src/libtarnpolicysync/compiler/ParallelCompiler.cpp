@@ -13,11 +13,18 @@ namespace {
 // Guards the results of the compiler threads, whichever manager and stage started them.
 std::mutex g_mutex;
 
+bool canBeCutInto(int count) {
+    if (count < 1) {
+        TARN_LOG(kLogError, "###ERROR: in splitVector, wrong threadnum n");
+        return false;
+    }
+    return true;
+}
+
 }  // namespace
 
 int splitVector(const std::vector<PolicyNode>& nodes, int n, std::vector<std::vector<PolicyNode>>& slices) {
-    if (n < 1) {
-        TARN_LOG(kLogError, "###ERROR: in splitVector, wrong threadnum n");
+    if (!canBeCutInto(n)) {
         return 1;
     }
     const auto count = static_cast<std::size_t>(n);
@@ -47,7 +54,7 @@ std::vector<int> PolicyModuleManagerInterface::Private::compileSlices(PolicyModu
         try {
             statuses[index] = manager.compileKernelPolicyThread(paths::slicePrefix(stem, index),
                                                                 std::move(slices[index]), directory, results, g_mutex);
-        } catch (const std::exception&) {  // out of memory; the caller's line reports it
+        } catch (const std::exception&) {  // out of memory, or a table that can't be locked: the caller's line says so
             statuses[index] = 1;
         }
     };
@@ -71,6 +78,9 @@ int PolicyModuleManagerInterface::compileKernelPolicyMsg() {
     }
     if (sections.empty()) {
         return 0;
+    }
+    if (!canBeCutInto(threadnum)) {
+        return 1;
     }
     SliceWorkers workers(threadnum);
     for (SectionSnapshot& section : sections) {

@@ -42,6 +42,9 @@ std::vector<SectionSnapshot> takeSnapshot(const Table& table, std::size_t sliceC
     for (const auto& [key, group] : table) {
         sections.push_back({key, std::vector<std::vector<PolicyNode>>(sliceCount)});
     }
+    if (sliceCount == 0) {  // a host's own manager may say so; the caller refuses it
+        return sections;
+    }
     std::vector<std::exception_ptr> failures(sliceCount);
     const auto copy = [&](std::size_t index) { copySlices(table, sections, index, failures[index]); };
 

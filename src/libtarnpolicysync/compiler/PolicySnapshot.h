@@ -15,7 +15,7 @@ struct SectionSnapshot {
 };
 
 // Copies the whole table; the caller holds its mutex. Large tables are copied by helper threads, one a slice, which
-// take no lock and have ended when this returns.
+// take no lock and have ended when this returns. A section that is cut into no slices comes back with its key alone.
 std::vector<SectionSnapshot> takeSnapshot(const std::map<std::string, PolicyDb>& table, std::size_t sliceCount);
 
 #endif

@@ -7,7 +7,7 @@
 
 #include "libtarnpolicysync/PolicyTypes.h"
 
-// A deep copy of slice `index` of `count`.
+// A deep copy of slice `index` of `count`, which is at least 1.
 inline std::vector<PolicyNode> copySlice(const std::vector<PolicyNode>& rules, std::size_t count, std::size_t index) {
     const std::size_t base = rules.size() / count;
     const std::size_t rest = rules.size() % count;

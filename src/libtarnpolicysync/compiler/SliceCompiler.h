@@ -29,8 +29,8 @@ private:
     };
     using GroupMap = std::map<GroupKey, MessageGroup>;
 
-    // The bytes of the rule's last record in the message: all that the records of its other pairs differ in are 52
-    // bytes. Null before the first record of the rule in the message.
+    // The bytes of the rule's first record in the message: all that the records of its other pairs differ in are 52
+    // bytes. Null before there is one.
     struct Template {
         const char* bytes = nullptr;
         unsigned long length = 0;

@@ -17,6 +17,7 @@
 #include "support/Files.h"
 #include "support/Interpose.h"
 #include "support/LogLines.h"
+#include "support/MutexTrace.h"
 #include "support/RandomPolicy.h"
 
 namespace {
@@ -290,6 +291,29 @@ TEST_F(ParallelCompiler, ALargeTableIsCopiedWhole) {
     EXPECT_TRUE(sameFiles(model::policyFiles(numbers_, groups_, 3), files()));
 }
 
+// The copy belongs to the snapshot, so its threads run under the mutex; the compiler threads don't, and what changes
+// from their start on is for the next compilation.
+TEST_F(ParallelCompiler, ALargeTableIsCopiedUnderItsMutexAndCompiledWithout) {
+    threads(3);
+    add("base", rules(5000));
+    const model::Files expected = model::policyFiles(numbers_, groups_, 3);
+    std::vector<bool> free;
+    const auto onStart = interpose::pthread_create.replace(
+        [&](pthread_t* thread, const pthread_attr_t* attributes, void* (*start)(void*), void* argument) {
+            free.push_back(isFree(manager_.m_mutexPolicy));
+            if (free.back()) {
+                PolicyDb changed;
+                changed.vecPolicy = {rule(77), rule(78)};
+                manager_.addPolicy("base", changed);
+                manager_.addPolicy("extra", changed);
+            }
+            return interpose::pthread_create.real(thread, attributes, start, argument);
+        });
+    EXPECT_EQ(manager_.compileKernelPolicyMsg(), 0);
+    EXPECT_EQ(free, (std::vector<bool>{false, false, true, true, true}));
+    EXPECT_TRUE(sameFiles(expected, files()));
+}
+
 TEST_F(ParallelCompiler, ACopyingThreadThatCannotStartIsNoFailure) {
     threads(3);
     add("base", rules(5000));
@@ -328,6 +352,23 @@ TEST_F(ParallelCompiler, TwoSectionsAtOneFileNameLeaveTheLaterOne) {
     EXPECT_TRUE(testbytes::same(model::policyMessage(model::records(numbers_, second)),
                                 testfiles::read("/etc/tarn/.policydata/s_1_0_a_g_0")));
     EXPECT_EQ(files().size(), 2U);
+}
+
+// The configuration never gives 0; a host's own subclass of the manager can.
+TEST_F(ParallelCompiler, NoThreadsAreRefusedAsNoSlicesAre) {
+    threads(0);
+    EXPECT_EQ(manager_.compileKernelPolicyMsg(), 0) << "nothing to cut";
+    EXPECT_TRUE(testlog::lines().empty());
+    for (const unsigned int count : {1U, 5000U}) {
+        testlog::clear();
+        add("base", rules(count));
+        const ThreadStarts starts;
+        EXPECT_EQ(manager_.compileKernelPolicyMsg(), 1);
+        EXPECT_EQ(starts.count(), 0);
+        EXPECT_EQ(testlog::lines(), (std::vector<Line>{{1, "###ERROR: in splitVector, wrong threadnum n"}}));
+        EXPECT_TRUE(files().empty());
+        EXPECT_TRUE(isFree(manager_.m_mutexPolicy));
+    }
 }
 
 TEST_F(ParallelCompiler, MoreThreadsThanRulesAreFine) {
