@@ -4,7 +4,8 @@ namespace model {
 
 namespace {
 
-// A namespace with functions of two modules, one with a pinned number, one without functions.
+// A namespace with functions of two modules, one with a pinned number, one that numbers its function differently, one
+// without functions.
 Policy emptyPolicy() {
     Policy policy;
     policy.numbers.classes = {
@@ -18,7 +19,7 @@ Policy emptyPolicy() {
     policy.namespaces = {
         {"net", {"netmod:check", "netmod:log", "othermod:check"}},
         {"pinned", {"m:f"}},
-        {"a_b", {"m:f", "m:g"}},
+        {"a_b", {"m:g", "m:f"}},
         {"bare", {}},
     };
     for (const auto& [nameSpace, entries] : policy.namespaces) {

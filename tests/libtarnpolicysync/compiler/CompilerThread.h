@@ -4,14 +4,35 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <mutex>
+#include <sstream>
 #include <string>
 #include <vector>
 
+#include "Common/Common.h"
 #include "libtarnpolicysync/Paths.h"
 #include "support/Bytes.h"
 #include "support/CompilerManager.h"
 #include "support/LogLines.h"
+#include "support/StdoutCapture.h"
+
+// A dump begins each line with the address, which differs from buffer to buffer.
+inline std::string withoutAddresses(const std::string& dump) {
+    std::istringstream lines(dump);
+    std::string result;
+    for (std::string line; std::getline(lines, line);) {
+        result += (line.rfind("0x", 0) == 0 ? line.substr(std::min(line.find(' '), line.size())) : line) + "\n";
+    }
+    return result;
+}
+
+// The dumps that a host sees with logflag are those of printBytes.
+inline std::string dumpOf(const std::string& bytes) {
+    StdoutCapture capture;
+    printBytes(bytes.data(), bytes.size());
+    return capture.finish();
+}
 
 class CompilerThread : public testing::Test {
 protected:

@@ -159,6 +159,26 @@ TEST_F(CompilerThreadFailures, ASkippedMessageIsDumpedAllTheSame) {
     EXPECT_NE(capture.finish(), "");
 }
 
+TEST_F(CompilerThreadFailures, AMessageIsDumpedBeforeItsWriteFails) {
+    manager_.logflag = true;
+    for (const PolicyNode& rule : {ruleOf(10000), samples::rule()}) {
+        const auto guard = failWriteOf("base_0_ns_g_0", EIO);
+        StdoutCapture capture;
+        EXPECT_EQ(compile({rule}), EIO);
+        const std::string dumped = capture.finish();
+        const std::string message = model::policyMessage(model::records(numbers_, rule));
+        EXPECT_TRUE(same(withoutAddresses(dumpOf(message)), withoutAddresses(dumped)));
+    }
+}
+
+TEST_F(CompilerThreadFailures, AMessageWithoutSpaceForTheEndNumberIsNotDumped) {
+    manager_.logflag = true;
+    StdoutCapture capture;
+    EXPECT_EQ(compile({samples::ruleOfSize(kCapacity - 20 - 3)}), 1);
+    EXPECT_EQ(compile({ruleOf(9999), samples::ruleOfSize(kCapacity - 20 - std::size_t{9999} * 100 - 3)}), 1);
+    EXPECT_EQ(capture.finish(), "");
+}
+
 TEST_F(CompilerThreadFailures, AMissingDirectoryIsMinusOne) {
     EXPECT_EQ(manager_.compileKernelPolicyThread("base_0", {samples::rule()}, "/etc/tarn/missing", results_, mutex_),
               -1);

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <sstream>
 #include <thread>
 
 #include "Common/Common.h"
@@ -108,6 +107,41 @@ TEST_F(CompilerThread, NamespacesAndGroupsMakeSeriesOfTheirOwn) {
     EXPECT_EQ(compile(rules), 0);
     EXPECT_EQ(names(), (std::vector<std::string>{"base_0_ns_g_0", "base_0_ns_h_0", "base_0_other_g_0"}));
     EXPECT_TRUE(sameFiles(model::sliceFiles(numbers_, "base_0", rules), files()));
+}
+
+// Functions are numbered for each namespace: one module and name can have several numbers.
+TEST_F(CompilerThread, AFunctionIsLookedUpInTheNamespaceOfItsRule) {
+    numbers_.functions[{"other", "mod", "f"}] = 7;
+    manager_.m_mapFuncId[{"other", "mod:f"}] = 7;
+    PolicyNode rule = samples::rule();
+    rule.vecExpr = {samples::call("f")};
+    rule.vecDoFunc = {samples::action("f")};
+    const std::vector<PolicyNode> rules{rule, in(rule, "other", "g"), rule, in(rule, "other", "g")};
+    EXPECT_EQ(compile(rules), 0);
+    EXPECT_TRUE(sameFiles(model::sliceFiles(numbers_, "base_0", rules), files()));
+}
+
+TEST_F(CompilerThread, AFunctionOfAnotherNamespaceIsNotFound) {
+    manager_.m_mapFuncId[{"other", "mod:f"}] = 7;
+    PolicyNode rule = samples::rule();
+    rule.vecDoFunc = {samples::action("g")};
+    EXPECT_EQ(compile({rule, in(rule, "other", "g")}), 1);
+    EXPECT_EQ(testlog::lines(),
+              (std::vector<Line>{{1, "####ERROR: in func getFuncId, no module mod function g."},
+                                 {1, "####ERROR: in makeSingleDoFuncPolicy, getFuncId error."},
+                                 {1,
+                                  "####ERROR: in func makeSinglePolicy, makeSingleDoFuncPolicy "
+                                  "error"},
+                                 {1, "###ERROR: in compileKernelPolicyThread, makeSinglePolicy error"}}));
+    testlog::clear();
+    rule.vecDoFunc.clear();
+    rule.vecExpr = {samples::call("g")};
+    EXPECT_EQ(compile({rule, in(rule, "other", "g")}), 1);
+    EXPECT_EQ(testlog::lines(),
+              (std::vector<Line>{{1, "####ERROR: in func getFuncId, no module mod function g."},
+                                 {1, "####ERROR: in makeSingleExprPolicy, getFuncId error."},
+                                 {1, "####ERROR: in func makeSinglePolicy, makeSingleExprPolicy error"},
+                                 {1, "###ERROR: in compileKernelPolicyThread, makeSinglePolicy error"}}));
 }
 
 TEST_F(CompilerThread, TenThousandRecordsMakeOneFileAndNoSecond) {
@@ -247,23 +281,6 @@ TEST_F(CompilerThread, AppendsItsStatusUnderTheMutexAfterTheFilesAreWritten) {
     lock.unlock();
     thread.join();
     EXPECT_EQ(results_, std::vector<int>{0});
-}
-
-// A dump begins each line with the address, which differs from buffer to buffer.
-std::string withoutAddresses(const std::string& dump) {
-    std::istringstream lines(dump);
-    std::string result;
-    for (std::string line; std::getline(lines, line);) {
-        result += (line.rfind("0x", 0) == 0 ? line.substr(std::min(line.find(' '), line.size())) : line) + "\n";
-    }
-    return result;
-}
-
-// The dumps that a host sees with logflag are those of printBytes.
-std::string dumpOf(const std::string& bytes) {
-    StdoutCapture capture;
-    printBytes(bytes.data(), bytes.size());
-    return capture.finish();
 }
 
 TEST_F(CompilerThread, DumpsEachMessageWhereTracesAreWanted) {

@@ -1,8 +1,10 @@
 // A section: which rules belong to it, how its files are named and found again, and what a failing step leaves.
+#include <dirent.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <map>
 #include <regex>
 #include <string>
@@ -16,6 +18,7 @@
 #include "support/Files.h"
 #include "support/Interpose.h"
 #include "support/LogLines.h"
+#include "support/MutexTrace.h"
 #include "support/StdoutCapture.h"
 #include "support/WriteFaults.h"
 
@@ -138,6 +141,50 @@ TEST_F(CompileSectionMessages, AThreadThatCannotStartFailsTheSection) {
                                               Line{1, "###ERROR: in compileSectionPolicyMsg, process k_a_b_1 error"}));
 }
 
+// Without a match there is no key to begin the names with.
+TEST_F(CompileSectionMessages, ASliceWithoutAMatchIsNamedByTheTagAlone) {
+    add("k", {ruleOf("a", "c", 1)});
+    const auto refused = interpose::pthread_create.replace(
+        [](pthread_t*, const pthread_attr_t*, void* (*)(void*), void*) { return EAGAIN; });
+    EXPECT_EQ(manager_.compileSectionPolicyMsg("a", "b"), 1);
+    EXPECT_THAT(testlog::lines(), ElementsAre(Line{1, "###ERROR: in compileSectionPolicyMsg, process _a_b_0 error"}));
+}
+
+TEST_F(CompileSectionMessages, NoThreadsAreRefused) {
+    add("k", {ruleOf("a", "b", 1)});
+    manager_.threadnum = 0;
+    EXPECT_EQ(manager_.compileSectionPolicyMsg("a", "b"), 1);
+    EXPECT_THAT(testlog::lines(), ElementsAre(Line{1, "###ERROR: in splitVector, wrong threadnum n"}));
+    EXPECT_THAT(testfiles::list(kSection), IsEmpty());
+}
+
+// The rules are looked for with the mutex held, from the first to the last, and no longer.
+TEST_F(CompileSectionMessages, LooksForItsRulesUnderTheMutexAlone) {
+    PolicyDb later;
+    later.vecPolicy = {ruleOf("a", "b", 9)};
+    add("k", {ruleOf("a", "b", 1)});
+    add("m", {});
+    MutexTrace trace(manager_);
+    trace.watch([&](const std::string& step) {
+        if (step == "lock policy") {
+            manager_.m_mapPolicy["m"] = later;  // before: is seen
+        } else if (step == "unlock policy") {
+            manager_.m_mapPolicy["z"] = later;  // after: is not
+        }
+    });
+    std::vector<std::string> atThreadStart;
+    const auto onStart = interpose::pthread_create.replace(
+        [&](pthread_t* thread, const pthread_attr_t* attributes, void* (*start)(void*), void* argument) {
+            atThreadStart = trace.steps();
+            return interpose::pthread_create.real(thread, attributes, start, argument);
+        });
+    EXPECT_EQ(manager_.compileSectionPolicyMsg("a", "b"), 0);
+    EXPECT_THAT(atThreadStart, ElementsAre("lock policy", "unlock policy"));
+    ASSERT_THAT(testfiles::list(kSection), ElementsAre("m_a_b_0_a_b_0"));
+    EXPECT_EQ(testfiles::read(kSection + "/m_a_b_0_a_b_0"),
+              model::policyMessage(records({ruleOf("a", "b", 1), ruleOf("a", "b", 9)})));
+}
+
 TEST_F(CompileSectionMessages, LeavesTheTableAsItIs) {
     add("k", {ruleOf("a", "b", 1)});
     EXPECT_EQ(manager_.compileSectionPolicyMsg("a", "b"), 0);
@@ -197,6 +244,64 @@ TEST_F(MergeSection, LooksAtTheFileItselfBeforeItRemoves) {
     EXPECT_THAT(testfiles::list(kSet), ElementsAre("base_0_a_b_0"));
 }
 
+// Lets the folders report this type for the entry of this name.
+auto reportType(const std::string& name, unsigned char type) {
+    return interpose::readdir.replace([name, type](DIR* directory) {
+        struct dirent* entry = interpose::readdir.real(directory);
+        if (entry != nullptr && name == entry->d_name) {
+            entry->d_type = type;
+        }
+        return entry;
+    });
+}
+
+TEST_F(MergeSection, PassesOverFilesWhoseTypeTheSetDoesNotReport) {
+    file("base_0_a_b_0");
+    file("base_1_a_b_0");
+    const auto typeless = reportType("base_0_a_b_0", DT_UNKNOWN);
+    EXPECT_EQ(manager_.mergeSectionPolicy("a", "b"), 0);
+    EXPECT_THAT(testfiles::list(kSet), ElementsAre("base_0_a_b_0"));
+    EXPECT_TRUE(testlog::lines().empty());
+}
+
+TEST_F(MergeSection, MovesNoFilesWhoseTypeTheSectionDoesNotReport) {
+    testfiles::write(kSection + "/one", "new");
+    testfiles::write(kSection + "/two", "new");
+    const auto typeless = reportType("one", DT_UNKNOWN);
+    EXPECT_EQ(manager_.mergeSectionPolicy("a", "b"), 0);
+    EXPECT_THAT(testfiles::list(kSet), ElementsAre("two"));
+    EXPECT_THAT(testfiles::list(kSection), ElementsAre("one"));
+}
+
+TEST_F(MergeSection, MovesNoLinks) {
+    testfiles::write("/etc/tarn/target", "kept");
+    testfiles::link("/etc/tarn/target", kSection + "/link");
+    EXPECT_EQ(manager_.mergeSectionPolicy("a", "b"), 0);
+    EXPECT_THAT(testfiles::list(kSet), IsEmpty());
+    EXPECT_THAT(testfiles::list(kSection), ElementsAre("link"));
+}
+
+// What is moved is not looked at: the type that the folder reports decides.
+TEST_F(MergeSection, MovesWhatTheSectionReportsAsAFile) {
+    testfiles::write("/etc/tarn/target", "kept");
+    testfiles::link("/etc/tarn/target", kSection + "/link");
+    const auto asFile = reportType("link", DT_REG);
+    EXPECT_EQ(manager_.mergeSectionPolicy("a", "b"), 0);
+    EXPECT_THAT(testfiles::list(kSet), ElementsAre("link"));
+    EXPECT_THAT(testfiles::list(kSection), IsEmpty());
+}
+
+TEST_F(MergeSection, MovesNamesThatBeginWithADotAndThoseOfTheFrame) {
+    for (const std::string name : {".hidden", "beginmsg", "plain"}) {
+        testfiles::write(kSection + "/" + name, "new " + name);
+    }
+    file("beginmsg");
+    EXPECT_EQ(manager_.mergeSectionPolicy("a", "b"), 0);
+    EXPECT_THAT(testfiles::list(kSet), ElementsAre(".hidden", "beginmsg", "plain"));
+    EXPECT_EQ(testfiles::read(kSet + "/beginmsg"), "new beginmsg");
+    EXPECT_THAT(testfiles::list(kSection), IsEmpty());
+}
+
 TEST_F(MergeSection, PassesOverDirectories) {
     testfiles::write(kSet + "/base_0_a_b_0/deep", "kept");
     testfiles::write(kSection + "/sub/deep", "kept");
@@ -239,8 +344,12 @@ TEST_F(MergeSection, AMissingSectionFolderIsANoticeAndGives1) {
 TEST_F(MergeSection, AFailingRenameGives1AndLeavesTheStreamOpen) {
     testfiles::write(kSection + "/base_a_b_0_a_b_0", "new");
     testfiles::makeDirectories(kSet + "/base_a_b_0_a_b_0");
+    file("base_0_a_b_0");
+    file("base_0_a_bc_0");
     const int before = testfiles::openDescriptors();
     EXPECT_EQ(manager_.mergeSectionPolicy("a", "b"), 1);
+    EXPECT_THAT(testfiles::list(kSet), ElementsAre("base_0_a_bc_0", "base_a_b_0_a_b_0")) << "the old files are gone";
+    EXPECT_THAT(testfiles::list(kSection), ElementsAre("base_a_b_0_a_b_0"));
     EXPECT_THAT(testlog::lines(),
                 ElementsAre(Line{1, "##ERROR: in func mergeSectionPolicy rename " + kSection + "/base_a_b_0_a_b_0 to " +
                                         kSet + "/base_a_b_0_a_b_0 failed\\n"}));
@@ -253,6 +362,29 @@ TEST_F(MergeSection, SkipsANameThatIsNoSafePath) {
     EXPECT_THAT(testlog::lines(), ElementsAre(Line{1, "Skip illegal rename src=" + kSection +
                                                           "/back\\\\slash dest=" + kSet + "/back\\\\slash"}));
     EXPECT_THAT(testfiles::list(kSection), ElementsAre("back\\slash"));
+}
+
+TEST_F(MergeSection, ASkippedNameDoesNotKeepTheOthers) {
+    for (const std::string name : {"a1", "back\\slash", "m1", "z1", "z2"}) {
+        testfiles::write(kSection + "/" + name, name);
+    }
+    EXPECT_EQ(manager_.mergeSectionPolicy("a", "b"), 0);
+    EXPECT_EQ(testlog::lines().size(), 1U);
+    EXPECT_THAT(testfiles::list(kSet), ElementsAre("a1", "m1", "z1", "z2"));
+    EXPECT_THAT(testfiles::list(kSection), ElementsAre("back\\slash"));
+}
+
+// The place in the set must be safe, too: a link there that leads out of the allowed trees is not replaced.
+TEST_F(MergeSection, SkipsANameThatIsALinkOutOfTheTreesInTheSet) {
+    testfiles::write("/var/log/elsewhere", "kept");
+    testfiles::link("/var/log/elsewhere", kSet + "/name");
+    testfiles::write(kSection + "/name", "new");
+    EXPECT_EQ(manager_.mergeSectionPolicy("a", "b"), 0);
+    EXPECT_THAT(testlog::lines(),
+                ElementsAre(Line{1, "Skip illegal rename src=" + kSection + "/name dest=" + kSet + "/name"}));
+    EXPECT_EQ(testfiles::read(kSection + "/name"), "new");
+    EXPECT_TRUE(std::filesystem::is_symlink(kSet + "/name"));
+    EXPECT_EQ(testfiles::read("/var/log/elsewhere"), "kept");
 }
 
 TEST_F(MergeSection, ClosesBothFolders) {
@@ -381,6 +513,9 @@ TEST_F(CompileSection, NoSetAtAllGives1) {
     EXPECT_THAT(errors(), ElementsAre(Line{1, "openat source subdir . failed: Bad file descriptor"},
                                       Line{1, "##ERROR: in func compileSectionPolicy, copy directory error."}));
     EXPECT_TRUE(manager_.fullCompiled);
+    // The copy has made its place before it found nothing to copy; the next call would use it.
+    ASSERT_TRUE(testfiles::exists(kSet));
+    EXPECT_THAT(testfiles::list(kSet), IsEmpty());
 }
 
 TEST_F(CompileSection, AFolderThatCannotBeRemovedStopsIt) {
@@ -451,15 +586,36 @@ TEST_F(CompileSection, AFailingUserFileIsReportedAndLeavesTheFlag) {
     EXPECT_TRUE(manager_.fullCompiled);
 }
 
+// A section whose last rule was taken away: its files go, nothing comes in their place.
+TEST_F(CompileSection, ASectionWithoutRulesLosesItsFiles) {
+    completeSet();
+    add("base", {ruleOf("a", "bc", 2)});
+    EXPECT_EQ(manager_.compileSectionPolicy("a", "b"), 0U);
+    EXPECT_THAT(testfiles::list(kSet), ElementsAre("base_0_a_bc_0", "beginmsg", "endmsg", "namemsg"));
+    EXPECT_EQ(testfiles::read(kSet + "/namemsg"), model::namespaceMessage(numbers_, {{"a", {"mod:f"}}}));
+    EXPECT_TRUE(testfiles::exists(paths::kUserInfoTmp));
+    EXPECT_FALSE(manager_.fullCompiled);
+}
+
 // Functions are numbered by their place. One that is registered before the known ones moves them, and the records of
 // other sections, which are not compiled again, then call another function than they did.
 TEST_F(CompileSection, AFunctionRegisteredInFrontMovesTheNumbersOfTheOthers) {
     completeSet();
+    numbers_.functions = {{{"a", "mod", "f"}, 1}};
+    PolicyNode stranger = ruleOf("a", "bc", 2);
+    stranger.vecDoFunc = {samples::action("f")};
+    const std::string strangersMessage = model::policyMessage(records({stranger}));
+    file("base_0_a_bc_0", strangersMessage);
+    PolicyNode own = ruleOf("a", "b", 1);
+    own.vecDoFunc = {samples::action("f")};
+    add("base", {own, stranger});
+
     manager_.m_mapNamespaceFunc["a"] = {"mod:new", "mod:f"};
     EXPECT_EQ(manager_.compileSectionPolicy("a", "b"), 0U);
-    int number = 0;
-    EXPECT_EQ(manager_.getFuncId("a", "mod", "f", number), 0);
-    EXPECT_EQ(number, 2);
+    numbers_.functions = {{{"a", "mod", "new"}, 1}, {{"a", "mod", "f"}, 2}};
+    EXPECT_EQ(testfiles::read(kSet + "/namemsg"), model::namespaceMessage(numbers_, {{"a", {"mod:new", "mod:f"}}}));
+    EXPECT_EQ(testfiles::read(kSet + "/base_a_b_0_a_b_0"), model::policyMessage(records({own})));
+    EXPECT_EQ(testfiles::read(kSet + "/base_0_a_bc_0"), strangersMessage) << "still calls number 1";
 }
 
 }  // namespace

@@ -1,0 +1,180 @@
+// What a compilation does when memory runs out or a table can't be locked: a compiler thread that fails is a failed
+// slice, the copy of the rules gives the exception to the host, and nothing stays locked.
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+
+#include <cerrno>
+#include <new>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "libtarnpolicysync/Paths.h"
+#include "support/AllocationFaults.h"
+#include "support/Bytes.h"
+#include "support/CompilerManager.h"
+#include "support/Files.h"
+#include "support/Interpose.h"
+#include "support/LogLines.h"
+#include "support/MutexTrace.h"
+
+namespace {
+
+using testlog::Line;
+
+class Exhaustion : public testing::Test {
+protected:
+    void add(const std::string& key, std::size_t count) {
+        PolicyDb& group = groups_[key];
+        group.vecPolicy.assign(count, samples::rule());
+        manager_.addPolicy(key, group);
+    }
+    void threads(unsigned int count) { manager_.threadnum = static_cast<std::uint16_t>(count); }
+    static std::vector<Line> processError(const std::string& key) {
+        return {{1, "###ERROR: in compileKernelPolicyMsg, process " + key + " error"}};
+    }
+    // The same manager compiles once the fault is over: nothing stayed locked or half done.
+    void expectSoundAgain(unsigned int count) {
+        threads(count);
+        EXPECT_TRUE(isFree(manager_.m_mutexPolicy));
+        EXPECT_TRUE(isFree(manager_.m_mutexNameId));
+        EXPECT_EQ(manager_.compileKernelPolicyMsg(), 0);
+        EXPECT_TRUE(testbytes::sameFiles(model::policyFiles(numbers_, groups_, count),
+                                         testbytes::readFiles(paths::kPolicyDataTmp)));
+    }
+    static std::size_t bytesOf(std::size_t rules) { return rules * sizeof(PolicyNode); }
+
+    model::Numbers numbers_ = samples::numbers();
+    CompilerManager manager_{numbers_};
+    model::Groups groups_;
+};
+
+// Every message buffer is a mapping of exactly 1 MiB; the first `good` of them are had.
+auto refuseBuffers(int good) {
+    return interpose::mmap.replace(
+        [good](void* address, std::size_t length, int protection, int flags, int fd, off_t offset) mutable {
+            if (length == 0x100000 && fd == -1 && good-- <= 0) {
+                errno = ENOMEM;
+                return MAP_FAILED;
+            }
+            return interpose::mmap.real(address, length, protection, flags, fd, offset);
+        });
+}
+
+TEST_F(Exhaustion, AMessageBufferThatCannotBeHadFailsTheSection) {
+    add("base", 3);
+    add("later", 1);
+    {
+        const auto refused = refuseBuffers(0);
+        EXPECT_EQ(manager_.compileKernelPolicyMsg(), 1);
+    }
+    EXPECT_EQ(testlog::lines(), processError("base"));
+    EXPECT_TRUE(testfiles::list(paths::kPolicyDataTmp).empty());
+    expectSoundAgain(1);
+}
+
+TEST_F(Exhaustion, AnotherSliceThanTheFailingOneIsWritten) {
+    threads(2);
+    add("base", 2);
+    {
+        const auto refused = refuseBuffers(1);
+        EXPECT_EQ(manager_.compileKernelPolicyMsg(), 1);
+    }
+    EXPECT_EQ(testlog::lines(), processError("base"));
+    EXPECT_EQ(testfiles::list(paths::kPolicyDataTmp).size(), 1U);
+    expectSoundAgain(2);
+}
+
+TEST_F(Exhaustion, AThreadsBodyHandsTheExceptionToItsCaller) {
+    std::vector<int> results;
+    std::mutex mutex;
+    const auto refused = refuseBuffers(0);
+    EXPECT_THROW(manager_.compileKernelPolicyThread("base_0", {samples::rule()}, paths::kPolicyDataTmp, results, mutex),
+                 std::bad_alloc);
+    EXPECT_TRUE(isFree(mutex));
+}
+
+TEST_F(Exhaustion, ATableThatCannotBeLockedInAThreadFailsTheSection) {
+    groups_["base"].vecPolicy = {samples::ruleWithEverything()};
+    manager_.addPolicy("base", groups_["base"]);
+    for (const std::string table : {"names", "functions"}) {
+        testlog::clear();
+        {
+            MutexTrace trace(manager_);
+            trace.fail(table, EDEADLK);
+            EXPECT_EQ(manager_.compileKernelPolicyMsg(), 1) << table;
+        }
+        EXPECT_EQ(testlog::lines(), processError("base"));
+        EXPECT_TRUE(testfiles::list(paths::kPolicyDataTmp).empty());
+    }
+    expectSoundAgain(1);
+}
+
+TEST_F(Exhaustion, ASectionFailsAlikeAndNamesItsSlice) {
+    testfiles::makeDirectories(paths::kSectionData);
+    add("base", 1);
+    MutexTrace trace(manager_);
+    trace.fail("names", EDEADLK);
+    EXPECT_EQ(manager_.compileSectionPolicyMsg("ns", "g"), 1);
+    EXPECT_EQ(testlog::lines(),
+              (std::vector<Line>{{1, "###ERROR: in compileSectionPolicyMsg, process base_ns_g_0 error"}}));
+    EXPECT_TRUE(testfiles::list(paths::kSectionData).empty());
+}
+
+TEST_F(Exhaustion, RulesThatCannotBeLockedThrow) {
+    add("base", 1);
+    {
+        MutexTrace trace(manager_);
+        trace.fail("policy", EDEADLK);
+        EXPECT_THROW(manager_.compileKernelPolicyMsg(), std::system_error);
+        EXPECT_THROW(manager_.compileSectionPolicyMsg("ns", "g"), std::system_error);
+    }
+    EXPECT_TRUE(testlog::lines().empty());
+    expectSoundAgain(1);
+}
+
+TEST_F(Exhaustion, ACopyOfTheRulesThatDoesNotFitThrowsAndReleasesTheTable) {
+    threads(2);
+    add("base", 101);
+    {
+        const AllocationFaults faults(bytesOf(50), bytesOf(51));
+        EXPECT_THROW(manager_.compileKernelPolicyMsg(), std::bad_alloc);
+        EXPECT_GT(AllocationFaults::refused(), 0U);
+    }
+    EXPECT_TRUE(testfiles::list(paths::kPolicyDataTmp).empty());
+    expectSoundAgain(2);
+}
+
+// The second slice of a large table is copied by a helper thread; what it throws reaches the host.
+TEST_F(Exhaustion, ACopyInAHelperThreadThrowsAlike) {
+    threads(2);
+    add("base", 5001);
+    {
+        const AllocationFaults faults(bytesOf(2500), bytesOf(2500));
+        EXPECT_THROW(manager_.compileKernelPolicyMsg(), std::bad_alloc);
+        EXPECT_EQ(AllocationFaults::refused(), 1U);
+    }
+    EXPECT_TRUE(testfiles::list(paths::kPolicyDataTmp).empty());
+    expectSoundAgain(2);
+}
+
+TEST_F(Exhaustion, ACopyInThisThreadThrowsAfterTheHelpersHaveEnded) {
+    threads(2);
+    add("base", 5001);
+    {
+        const AllocationFaults faults(bytesOf(2501), bytesOf(2501));
+        EXPECT_THROW(manager_.compileKernelPolicyMsg(), std::bad_alloc);
+    }
+    expectSoundAgain(2);
+}
+
+TEST_F(Exhaustion, ANamespaceMessageWithoutABufferThrows) {
+    manager_.m_mapNamespaceFunc["ns"] = {"mod:f"};
+    {
+        const auto refused = refuseBuffers(0);
+        EXPECT_THROW(manager_.compileKernelNamespaceMsg(), std::bad_alloc);
+    }
+    EXPECT_EQ(manager_.compileKernelNamespaceMsg(), 0);
+}
+
+}  // namespace
