@@ -82,13 +82,13 @@ protected:
         testfiles::write(paths::inDirectory(paths::kPolicyDataTmp, name), content);
     }
     // The messages of the policy files in the order in which the file system lists them.
-    static std::vector<std::string> policiesInDirectoryOrder() {
+    static std::vector<std::string> policiesInDirectoryOrder(const std::string& path = paths::kPolicyDataTmp) {
         std::vector<std::string> result;
-        DIR* directory = opendir(paths::kPolicyDataTmp);
+        DIR* directory = opendir(path.c_str());
         while (const dirent* entry = readdir(directory)) {
             const std::string name = entry->d_name;
             if (name[0] != '.' && name != "beginmsg" && name != "namemsg" && name != "endmsg") {
-                result.push_back(testfiles::read(paths::inDirectory(paths::kPolicyDataTmp, name)));
+                result.push_back(testfiles::read(paths::inDirectory(path, name)));
             }
         }
         closedir(directory);

@@ -19,6 +19,8 @@ using testlog::Line;
 const std::string kMount = "/etc/tarn/mounted";
 const std::string kBelow = kMount + "/etc/tarn";
 const std::string kFinal = paths::kPolicyData;
+// A mount point may lie anywhere, also where the library touches nothing else.
+const std::string kElsewhere = "/var/log/mounted";
 
 class InitialDelivery : public DeliverySet {
 protected:
@@ -30,9 +32,14 @@ protected:
         testfiles::write(directory + "/base_0_ns_g_0", "first");
         testfiles::write(directory + "/base_1_ns_g_0", "second");
     }
-    static bool mountTree() {
-        testfiles::makeDirectories(kMount);
-        return mount("set", kMount.c_str(), "tmpfs", 0, nullptr) == 0;
+    static bool mountTree(const std::string& path = kMount) {
+        testfiles::makeDirectories(path);
+        return mount("set", path.c_str(), "tmpfs", 0, nullptr) == 0;
+    }
+    static void frame() {
+        testfiles::write(kFinal + "/beginmsg", kBegin);
+        testfiles::write(kFinal + "/namemsg", kNames);
+        testfiles::write(kFinal + "/endmsg", kEnd);
     }
     // Entry and value of the last write to the kernel.
     std::string lastWrite() const {
@@ -75,6 +82,48 @@ TEST_F(InitialDelivery, SendsFromBelowAMountPoint) {
     EXPECT_EQ(manager_.sendInitPolicy(kMount), 0U);
     EXPECT_EQ(kernel_.messages().size(), 5U);
     EXPECT_THAT(testlog::lines(), IsEmpty());
+}
+
+TEST_F(InitialDelivery, SendsFromBelowAMountPointOutsideTheLibrarysTrees) {
+    if (!mountTree(kElsewhere)) {
+        GTEST_SKIP() << "nothing can be mounted here";
+    }
+    finishedSet(kElsewhere + "/etc/tarn/policydata");
+    testfiles::write(kElsewhere + "/etc/tarn/dynamicinfo", "net:usb:1\n");
+    testfiles::write(paths::kernelParameter("net", "usb"), "");
+    EXPECT_EQ(manager_.sendInitPolicy(kElsewhere), 0U);
+    const std::vector<std::string> messages = kernel_.messages();
+    ASSERT_EQ(messages.size(), 6U);
+    EXPECT_EQ(messages[0], kBegin);
+    EXPECT_EQ(messages[1], kNames);
+    EXPECT_THAT(policies({messages.begin(), messages.end() - 1}), ElementsAre("first", "second"));
+    EXPECT_EQ(messages[4], kEnd);
+    EXPECT_EQ(lastWrite(), paths::kernelParameter("net", "usb") + "=1");
+    EXPECT_THAT(testlog::lines(), IsEmpty());
+}
+
+TEST_F(InitialDelivery, SendsThePoliciesInDirectoryOrder) {
+    frame();
+    for (const std::string name : {"zulu", "alpha", "mike", "beta", "yankee", "charlie"}) {
+        testfiles::write(kFinal + "/" + name, "message of " + name);
+    }
+    std::vector<std::string> expected = policiesInDirectoryOrder(kFinal);
+    ASSERT_FALSE(std::is_sorted(expected.begin(), expected.end())) << "this file system proves nothing";
+    expected.insert(expected.begin(), {kBegin, kNames});
+    expected.emplace_back(kEnd);
+    EXPECT_EQ(manager_.sendInitPolicy(""), 0U);
+    EXPECT_EQ(kernel_.messages(), expected);
+}
+
+TEST_F(InitialDelivery, ReleasesEveryDescriptor) {
+    frame();
+    const int before = testfiles::openDescriptors();
+    EXPECT_EQ(manager_.sendInitPolicy(""), 0U);
+    EXPECT_EQ(testfiles::openDescriptors(), before) << "no policy files";
+    finishedSet(kFinal);
+    EXPECT_EQ(manager_.sendInitPolicy(""), 0U);
+    EXPECT_EQ(kernel_.messages().size(), 5U);
+    EXPECT_EQ(testfiles::openDescriptors(), before);
 }
 
 TEST_F(InitialDelivery, RenamesAndRemovesNothing) {
@@ -154,6 +203,15 @@ TEST_F(InitialDelivery, ADirectoryThatCannotBeOpenedGives1) {
     EXPECT_THAT(testlog::lines(), ElementsAre(Line{1, "sendInitPolicy: opendir " + kFinal + " failed"}));
 }
 
+TEST_F(InitialDelivery, ALinkBelowTheMountPointIsNotFollowed) {
+    SKIP_UNLESS_MOUNTED();
+    finishedSet(kBelow + "/real");
+    testfiles::link(kBelow + "/real", kBelow + "/policydata");
+    EXPECT_EQ(manager_.sendInitPolicy(kMount), 1U);
+    EXPECT_THAT(testlog::lines(), ElementsAre(Line{1, "sendInitPolicy: opendir " + kBelow + "/policydata failed"}));
+    EXPECT_THAT(kernel_.messages(), IsEmpty());
+}
+
 TEST_F(InitialDelivery, ADirectoryThatIsGoneInTheSecondPassGives1) {
     finishedSet(kFinal);
     int opened = 0;
@@ -191,18 +249,44 @@ TEST_F(InitialDelivery, LinksAndDirectoriesAreNotSent) {
     EXPECT_THAT(testlog::lines(), IsEmpty());
 }
 
+// Reports no type from the pass with this number on.
+class Typeless {
+public:
+    explicit Typeless(int pass)
+        : open_(interpose::fdopendir.replace([this](int fd) {
+              ++passes_;
+              return interpose::fdopendir.real(fd);
+          })),
+          read_(interpose::readdir.replace([this, pass](DIR* directory) {
+              struct dirent* entry = interpose::readdir.real(directory);
+              if (entry != nullptr && passes_ >= pass) {
+                  entry->d_type = DT_UNKNOWN;
+              }
+              return entry;
+          })) {}
+
+private:
+    int passes_ = 0;
+    decltype(interpose::fdopendir)::Guard open_;
+    decltype(interpose::readdir)::Guard read_;
+};
+
 // A file system that does not report types has no policy files.
 TEST_F(InitialDelivery, TrustsTheTypeThatTheDirectoryReports) {
     finishedSet(kFinal);
-    const auto typeless = interpose::readdir.replace([](DIR* directory) {
-        struct dirent* entry = interpose::readdir.real(directory);
-        if (entry != nullptr) {
-            entry->d_type = DT_UNKNOWN;
-        }
-        return entry;
-    });
+    setLogLevel(4);
+    const Typeless typeless(1);
     EXPECT_EQ(manager_.sendInitPolicy(""), 0U);
     EXPECT_THAT(kernel_.messages(), IsEmpty());
+    EXPECT_THAT(testlog::lines(), ElementsAre(Line{4, "sendInitPolicy: no policy files in " + kFinal}));
+}
+
+TEST_F(InitialDelivery, TrustsTheTypeInTheSecondPassToo) {
+    finishedSet(kFinal);
+    const Typeless typeless(2);
+    EXPECT_EQ(manager_.sendInitPolicy(""), 0U);
+    EXPECT_THAT(kernel_.messages(), ElementsAre(kBegin, kNames, kEnd));
+    EXPECT_THAT(testlog::lines(), IsEmpty());
 }
 
 TEST_F(InitialDelivery, AMissingFrameMessageIsANoticeAndCountsAsSent) {
@@ -247,6 +331,27 @@ TEST_F(InitialDelivery, ReplaysTheVariablesOfTheManagerWithoutAMountPoint) {
     addVariable("net", "usb", 7);
     EXPECT_EQ(manager_.sendInitPolicy(""), 0U);
     EXPECT_EQ(lastWrite(), paths::kernelParameter("net", "usb") + "=1");
+}
+
+// Whatever was compiled before: only sendPolicy drops variables.
+TEST_F(InitialDelivery, DoesNotAskWhetherTheLastCompilationWasAFullOne) {
+    finishedSet(kFinal);
+    addVariable("net", "usb", 7);
+    testfiles::write(paths::kDynamicInfo, "net:usb:7\n");
+    manager_.fullCompiled = true;
+    EXPECT_EQ(manager_.sendInitPolicy(""), 0U);
+    EXPECT_EQ(lastWrite(), paths::kernelParameter("net", "usb") + "=1");
+    EXPECT_EQ(manager_.dynamicVarMap.size(), 1U);
+    EXPECT_EQ(testfiles::read(paths::kDynamicInfo), "net:usb:7\n");
+    EXPECT_TRUE(manager_.fullCompiled);
+}
+
+TEST_F(InitialDelivery, NothingIsReplayedWhereNothingIsSent) {
+    addVariable("net", "usb", 7);
+    EXPECT_EQ(manager_.sendInitPolicy(""), 0U) << "no set";
+    frame();
+    EXPECT_EQ(manager_.sendInitPolicy(""), 0U) << "no policy files";
+    EXPECT_THAT(kernel_.calls(), IsEmpty());
 }
 
 TEST_F(InitialDelivery, ReplaysTheVariablesBelowTheMountPoint) {

@@ -225,6 +225,43 @@ TEST_F(SendPolicy, GivesTheStatusOfTheFinalRenaming) {
     EXPECT_EQ(delivered().size(), 4U);
 }
 
+// By then the kernel has the whole set, so its variables go with it.
+TEST_F(SendPolicy, VariablesAreReplayedBeforeARenameFails) {
+    writeSet({"one"});
+    addVariable("net", "usb", 7);
+    ASSERT_TRUE(std::filesystem::remove(paths::kSceneInfoTmp));
+    EXPECT_EQ(manager_.sendPolicy(), 1U);
+    EXPECT_EQ(kernel_.messages(), (std::vector<std::string>{kBegin, kNames, "message of one", kEnd, "1"}));
+    EXPECT_TRUE(testfiles::exists(paths::kPolicyDataTmp));
+}
+
+TEST_F(SendPolicy, VariablesAreDroppedBeforeARenameFails) {
+    writeSet({"one"});
+    addVariable("net", "usb", 7);
+    testfiles::write(paths::kDynamicInfo, "net:usb:7\n");
+    manager_.fullCompiled = true;
+    ASSERT_TRUE(std::filesystem::remove(paths::kSceneInfoTmp));
+    EXPECT_EQ(manager_.sendPolicy(), 1U);
+    EXPECT_TRUE(manager_.dynamicVarMap.empty());
+    EXPECT_FALSE(testfiles::exists(paths::kDynamicInfo));
+}
+
+// A link inside the allowed trees passes for a set, and its frame is sent; listing it follows no link.
+TEST_F(SendPolicy, ALinkToADirectoryIsSentUpToItsNames) {
+    testfiles::write("/etc/tarn/real/beginmsg", kBegin);
+    testfiles::write("/etc/tarn/real/namemsg", kNames);
+    testfiles::write("/etc/tarn/real/one", "policy");
+    testfiles::write("/etc/tarn/real/endmsg", kEnd);
+    testfiles::link("/etc/tarn/real", paths::kPolicyDataTmp);
+    testfiles::write(paths::kSceneInfoTmp, "99:ns\n");
+    addVariable("net", "usb", 7);
+    const std::map<std::string, std::string> before = delivery::tree("/etc/tarn");
+    EXPECT_EQ(manager_.sendPolicy(), 1U);
+    EXPECT_EQ(kernel_.messages(), (std::vector<std::string>{kBegin, kNames}));
+    EXPECT_TRUE(testlog::lines().empty());
+    EXPECT_EQ(delivery::tree("/etc/tarn"), before);
+}
+
 TEST_F(SendPolicy, AnUnsafeDirectoryIsNotASet) {
     testfiles::makeDirectories("/var/log/elsewhere");
     testfiles::link("/var/log/elsewhere", paths::kPolicyDataTmp);

@@ -176,6 +176,15 @@ TEST_F(SendSinglePolicy, AnEntryThatCannotBeOpenedIsMinusOne) {
                                  {1, "sendSinglePolicyInternal: write to kernel deliver failed, err=-1"}}));
 }
 
+TEST_F(SendSinglePolicy, ClosesTheFileBeforeItWritesToTheKernel) {
+    testfiles::write(kFile, "x");
+    const int before = testfiles::openDescriptors();
+    int atWrite = 0;
+    kernel_.beforeWrite([&](const std::string&) { atWrite = testfiles::openDescriptors(); });
+    EXPECT_EQ(manager_.sendSinglePolicy(kFile), 0U);
+    EXPECT_EQ(atWrite, before + 1) << "the kernel's entry alone";
+}
+
 TEST_F(SendSinglePolicy, ReleasesItsDescriptorsInEveryCase) {
     testfiles::write(kFile, "x");
     testfiles::makeDirectories("/etc/tarn/directory");

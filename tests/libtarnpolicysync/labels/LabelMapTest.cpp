@@ -434,6 +434,20 @@ TEST_F(Acquisition, TheMutexesAreTakenOneAfterTheOtherAndThePolicyTableLast) {
                                            "lock modules", "unlock modules", "lock policy", "unlock policy"));
 }
 
+TEST_F(Acquisition, SuccessIsLoggedBeforeThePolicyTableIsLocked) {
+    setLogLevel(4);
+    MutexTrace trace(manager);
+    std::vector<testlog::Line> before;
+    trace.watch([&](const std::string& step) {
+        if (step == "lock policy") {
+            before = testlog::lines(4);
+        }
+    });
+    EXPECT_EQ(manager.parsePolicyData(), 0);
+    ASSERT_FALSE(before.empty());
+    EXPECT_EQ(before.back(), (testlog::Line{4, "###INFO: 标记获取完成"}));
+}
+
 TEST_F(Acquisition, TheListMutexesAreTakenEvenForEmptyLists) {
     const MutexTrace trace(manager);
     EXPECT_EQ(manager.parsePolicyData(), 0);
