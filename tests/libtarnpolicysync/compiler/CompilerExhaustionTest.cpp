@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <new>
+#include <set>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -49,11 +51,14 @@ protected:
     model::Groups groups_;
 };
 
-// Every message buffer is a mapping of exactly 1 MiB; the first `good` of them are had.
+// Every message buffer is a mapping of its own.
+constexpr std::size_t kBuffer = 0x100000;
+
+// The first `good` buffers are had, the others are refused.
 auto refuseBuffers(int good) {
     return interpose::mmap.replace(
         [good](void* address, std::size_t length, int protection, int flags, int fd, off_t offset) mutable {
-            if (length == 0x100000 && fd == -1 && good-- <= 0) {
+            if (length == kBuffer && fd == -1 && good-- <= 0) {
                 errno = ENOMEM;
                 return MAP_FAILED;
             }
@@ -166,6 +171,39 @@ TEST_F(Exhaustion, ACopyInThisThreadThrowsAfterTheHelpersHaveEnded) {
         EXPECT_THROW(manager_.compileKernelPolicyMsg(), std::bad_alloc);
     }
     expectSoundAgain(2);
+}
+
+TEST_F(Exhaustion, EveryMessageBufferIsGivenBack) {
+    std::set<void*> held;
+    std::size_t most = 0;
+    const auto onMap = interpose::mmap.replace(
+        [&](void* address, std::size_t length, int protection, int flags, int fd, off_t offset) {
+            void* memory = interpose::mmap.real(address, length, protection, flags, fd, offset);
+            if (length == kBuffer && fd == -1) {
+                held.insert(memory);
+                most = std::max(most, held.size());
+            }
+            return memory;
+        });
+    const auto onUnmap = interpose::munmap.replace([&](void* address, std::size_t length) {
+        if (length == kBuffer) {
+            held.erase(address);
+        }
+        return interpose::munmap.real(address, length);
+    });
+    std::vector<PolicyNode>& rules = groups_["base"].vecPolicy;
+    for (const std::string group : {"a", "b", "c", "a", "c"}) {
+        rules.push_back(samples::rule());
+        rules.back().strGroup = group;
+    }
+    manager_.addPolicy("base", groups_["base"]);
+    EXPECT_EQ(manager_.compileKernelPolicyMsg(), 0);
+    EXPECT_EQ(most, 3U) << "one for each group of the slice";
+    EXPECT_TRUE(held.empty());
+    rules.back().sPerm = "nosuch";
+    manager_.addPolicy("base", groups_["base"]);
+    EXPECT_EQ(manager_.compileKernelPolicyMsg(), 1);
+    EXPECT_TRUE(held.empty());
 }
 
 TEST_F(Exhaustion, ANamespaceMessageWithoutABufferThrows) {

@@ -9,6 +9,7 @@
 #include "Common/Common.h"
 #include "support/Files.h"
 #include "support/Interpose.h"
+#include "support/MutexTrace.h"
 #include "support/StdoutCapture.h"
 
 namespace {
@@ -142,6 +143,19 @@ TEST_F(CompilerThread, AFunctionOfAnotherNamespaceIsNotFound) {
                                  {1, "####ERROR: in makeSingleExprPolicy, getFuncId error."},
                                  {1, "####ERROR: in func makeSinglePolicy, makeSingleExprPolicy error"},
                                  {1, "###ERROR: in compileKernelPolicyThread, makeSinglePolicy error"}}));
+}
+
+// The tables don't change while a compilation runs, so a thread asks them once for each name.
+TEST_F(CompilerThread, ANumberIsAskedForOnce) {
+    numbers_.functions[{"other", "mod", "f"}] = 7;
+    manager_.m_mapFuncId[{"other", "mod:f"}] = 7;
+    PolicyNode rule = samples::rule();
+    rule.vecDoFunc = {samples::action("f"), samples::action("f")};
+    const PolicyNode other = in(rule, "other", "g");
+    const MutexTrace trace(manager_);
+    EXPECT_EQ(compile({rule, other, rule, rule, other}), 0);
+    EXPECT_EQ(std::count(trace.steps().begin(), trace.steps().end(), "lock names"), 2);
+    EXPECT_EQ(std::count(trace.steps().begin(), trace.steps().end(), "lock functions"), 2);
 }
 
 TEST_F(CompilerThread, TenThousandRecordsMakeOneFileAndNoSecond) {

@@ -1,8 +1,7 @@
 // The later records of a rule are made from its first one. Here the same rules go the plain way, one call of
 // makeSinglePolicy for each pair: files, log lines and status must be the same, whatever fails and wherever the
 // megabyte ends.
-#include <algorithm>
-#include <cstring>
+#include <filesystem>
 #include <map>
 #include <set>
 #include <tuple>
