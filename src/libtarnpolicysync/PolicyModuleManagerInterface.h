@@ -19,7 +19,8 @@
 //
 // One host drives one object, and only one process at a time may work on the files under "/etc/tarn". Setters and
 // modifyDynamicVariable may be called from several threads; nothing may be registered or changed while a compilation
-// or delivery runs. A mutex that can't be locked throws std::system_error.
+// or delivery runs. A mutex that can't be locked throws std::system_error, an allocation that fails std::bad_alloc; in
+// a compiler thread either of them fails the rules of that thread instead, and the compilation returns 1.
 //
 // Size and order of the members are part of the binary interface.
 #ifndef TARN_POLICY_MODULE_MANAGER_INTERFACE_H
@@ -61,7 +62,8 @@ TARN_API bool isOperator(unsigned int code);
 TARN_API int postToPreFix(std::vector<ExprNode> postfix, std::vector<ExprNode>& prefix);
 
 // Writes the begin message (type 1) or the end message (type 2), 20 bytes each, into "/etc/tarn/.policydata", which
-// must exist. Any other type writes nothing.
+// must exist. An existing file is replaced, a link is refused. Any other type writes nothing. A failure is logged at
+// level 1 and leaves what was written.
 // Status:
 //     0           written, or unknown type
 //     0xFFFFFFFF  the file could not be opened or its path was refused
@@ -182,8 +184,12 @@ public:
     // files in "/etc/tarn/.policydata", which is copied from the last finished set "/etc/tarn/policydata" where it does
     // not exist. Begin and end message are kept, the namespace message is written anew: functions must be registered in
     // their old order (initNamespaceFuncInfo), or records of other sections call others than they did. The side files
-    // are written anew, too. Without a finished set it fails and leaves an empty "/etc/tarn/.policydata", which the
-    // next call would use as it is. On success this object's sendPolicy replays the dynamic variables again.
+    // are written anew, too. An existing "/etc/tarn/.policydata" is used as it stands, complete or not; nothing checks
+    // it. Old files are recognised as mergeSectionPolicy does, so those of strangers can go with them. On success this
+    // object's sendPolicy replays the dynamic variables again; after a failure it does what it would have done before.
+    // A failure leaves what its stage had made: the set with the old files of the section but a new namespace message
+    // where the rules failed, without some of the old and new files where the merge failed, merged where the users
+    // failed. Without a finished set it leaves an empty "/etc/tarn/.policydata", which the next call would use.
     // Status:
     //     0           compiled and merged
     //     1           directory, namespace message, rules or merge failed (a policy message that could not be written,
@@ -194,8 +200,10 @@ public:
     unsigned int compileSectionPolicy(std::string first, std::string second);
 
     // Removes from "/etc/tarn/.policydata" every policy file whose name holds "_first_second_", wherever in the name,
-    // and moves in the files of "/etc/tarn/.sectiondata", but for names that make no safe path (level 1). Names that
-    // begin with a dot stay, links are neither followed nor removed.
+    // and moves in the files of "/etc/tarn/.sectiondata", but for names that make no safe path (level 1). In the set,
+    // names that begin with a dot stay, and links are neither followed nor removed; from the section's folder, names
+    // that begin with a dot are moved like any other, and links are left. Files on a file system that reports no types
+    // stay in both.
     // Status:
     //     0  merged
     //     1  a folder could not be opened (that of the section: level 2), or a removal or rename failed: the set may
@@ -221,9 +229,12 @@ public:
 
     // Delivers "/etc/tarn/.policydata": begin message, namespace message, every other regular file whose name does not
     // begin with a dot, end message. Then replays the dynamic variables, or drops them where this object's last
-    // successful compilation was a full one (whatever set is there), and renames the temporary files. Stops at the
-    // first refused message; what was sent stays in the kernel and the files keep their temporary names. Without a set
-    // to deliver it returns 0 with a notice.
+    // successful compilation was a full one (whatever set is there), and renames the temporary files: a rename that
+    // fails finds the variables replayed or dropped. Stops at the first refused message; what was sent stays in the
+    // kernel and the files keep their temporary names. Each refused policy file leaves one directory stream open, so a
+    // host that tries again and again runs out of descriptors. Where "/etc/tarn/.policydata" is a link to another
+    // folder under "/etc/tarn/", begin and namespace message go out before the folder can't be opened. Without a set to
+    // deliver it returns 0 with a notice.
     // Status:
     //     0           delivered, or nothing to deliver
     //     1           a local failure: a file could not be read, a rename failed, or the directory could not be opened
@@ -233,9 +244,12 @@ public:
     unsigned int sendPolicy();
 
     // Delivers the finished set "/etc/tarn/policydata" below a mount point and replays the dynamic variables of its
-    // "/etc/tarn/dynamicinfo"; with an empty mount point the set of the running machine and the variables of this
-    // object. Renames and removes nothing. Without a set, or with one that holds no policy files, nothing is sent or
-    // replayed. Links, names that begin with a dot and files on a file system that reports no types are not sent.
+    // "/etc/tarn/dynamicinfo". With an empty mount point these are the set of the running machine and the variables of
+    // this object; with "/", the same set and the variables of the machine's file. Any other mount point may lie
+    // anywhere, but must stand in the mount table (where that can be read) and must not end in "/". Renames and removes
+    // nothing and does not ask what was compiled before. Without a set, or with one that holds no policy files, nothing
+    // is sent or replayed. Links, names that begin with a dot and files on a file system that reports no types are not
+    // sent.
     // Status:
     //     0           delivered, or nothing to deliver
     //     1           a local failure: bad mount point, folder (a link, for instance) or file not readable

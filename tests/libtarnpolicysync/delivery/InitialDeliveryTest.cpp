@@ -177,6 +177,16 @@ TEST_F(InitialDelivery, TheRootIsAMountPoint) {
     EXPECT_EQ(kernel_.messages().size(), 5U);
 }
 
+TEST_F(InitialDelivery, WithTheRootTheVariablesAreThoseOfTheFile) {
+    finishedSet(kFinal);
+    addVariable("net", "own", 1);
+    testfiles::write(paths::kernelParameter("net", "saved"), "");
+    testfiles::write(paths::kDynamicInfo, "net:saved:1\n");
+    EXPECT_EQ(manager_.sendInitPolicy("/"), 0U);
+    EXPECT_EQ(kernel_.messages().size(), 6U);
+    EXPECT_EQ(lastWrite(), paths::kernelParameter("net", "saved") + "=1");
+}
+
 TEST_F(InitialDelivery, AnythingButADirectoryGives1) {
     testfiles::write(kFinal, "a file");
     EXPECT_EQ(manager_.sendInitPolicy(""), 1U);
