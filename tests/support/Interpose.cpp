@@ -33,9 +33,6 @@ TARN_INTERPOSED_FUNCTIONS(TARN_DEFINE_FUNCTION)
     extern "C" result tarnInterposed_##alias parameters {                                                       \
         return interpose::name.call arguments;                                                                  \
     }
-TARN_DEFINE_ALIAS(mmap64, mmap, void*,
-                  (void* address, std::size_t length, int protection, int flags, int fd, off_t offset),
-                  (address, length, protection, flags, fd, offset))
 TARN_DEFINE_ALIAS(open64, open, int, (const char* path, int flags, mode_t mode), (path, flags, mode))
 TARN_DEFINE_ALIAS(__open_2, open, int, (const char* path, int flags), (path, flags, 0))
 TARN_DEFINE_ALIAS(openat64, openat, int, (int fd, const char* path, int flags, mode_t mode), (fd, path, flags, mode))

@@ -103,9 +103,6 @@ private:
     ENTRY(lstat, int, (const char* path, struct stat* status), (path, status))                                 \
     ENTRY(mkdir, int, (const char* path, mode_t mode), (path, mode))                                           \
     ENTRY(mkdirat, int, (int fd, const char* path, mode_t mode), (fd, path, mode))                             \
-    ENTRY(mmap, void*, (void* address, std::size_t length, int protection, int flags, int fd, off_t offset),   \
-          (address, length, protection, flags, fd, offset))                                                    \
-    ENTRY(munmap, int, (void* address, std::size_t length), (address, length))                                 \
     ENTRY(open, int, (const char* path, int flags, mode_t mode), (path, flags, mode))                          \
     ENTRY(openat, int, (int fd, const char* path, int flags, mode_t mode), (fd, path, flags, mode))            \
     ENTRY(opendir, DIR*, (const char* path), (path))                                                           \

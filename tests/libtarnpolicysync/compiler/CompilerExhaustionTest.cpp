@@ -1,12 +1,9 @@
 // What a compilation does when memory runs out or a table can't be locked: a compiler thread that fails is a failed
 // slice, the copy of the rules gives the exception to the host, and nothing stays locked.
 #include <gtest/gtest.h>
-#include <sys/mman.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <new>
-#include <set>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -16,8 +13,8 @@
 #include "support/Bytes.h"
 #include "support/CompilerManager.h"
 #include "support/Files.h"
-#include "support/Interpose.h"
 #include "support/LogLines.h"
+#include "support/Mappings.h"
 #include "support/MutexTrace.h"
 
 namespace {
@@ -54,23 +51,11 @@ protected:
 // Every message buffer is a mapping of its own.
 constexpr std::size_t kBuffer = 0x100000;
 
-// The first `good` buffers are had, the others are refused.
-auto refuseBuffers(int good) {
-    return interpose::mmap.replace(
-        [good](void* address, std::size_t length, int protection, int flags, int fd, off_t offset) mutable {
-            if (length == kBuffer && fd == -1 && good-- <= 0) {
-                errno = ENOMEM;
-                return MAP_FAILED;
-            }
-            return interpose::mmap.real(address, length, protection, flags, fd, offset);
-        });
-}
-
 TEST_F(Exhaustion, AMessageBufferThatCannotBeHadFailsTheSection) {
     add("base", 3);
     add("later", 1);
     {
-        const auto refused = refuseBuffers(0);
+        const Mappings refused(kBuffer, 0);
         EXPECT_EQ(manager_.compileKernelPolicyMsg(), 1);
     }
     EXPECT_EQ(testlog::lines(), processError("base"));
@@ -82,7 +67,7 @@ TEST_F(Exhaustion, AnotherSliceThanTheFailingOneIsWritten) {
     threads(2);
     add("base", 2);
     {
-        const auto refused = refuseBuffers(1);
+        const Mappings refused(kBuffer, 1);
         EXPECT_EQ(manager_.compileKernelPolicyMsg(), 1);
     }
     EXPECT_EQ(testlog::lines(), processError("base"));
@@ -93,7 +78,7 @@ TEST_F(Exhaustion, AnotherSliceThanTheFailingOneIsWritten) {
 TEST_F(Exhaustion, AThreadsBodyHandsTheExceptionToItsCaller) {
     std::vector<int> results;
     std::mutex mutex;
-    const auto refused = refuseBuffers(0);
+    const Mappings refused(kBuffer, 0);
     EXPECT_THROW(manager_.compileKernelPolicyThread("base_0", {samples::rule()}, paths::kPolicyDataTmp, results, mutex),
                  std::bad_alloc);
     EXPECT_TRUE(isFree(mutex));
@@ -174,23 +159,7 @@ TEST_F(Exhaustion, ACopyInThisThreadThrowsAfterTheHelpersHaveEnded) {
 }
 
 TEST_F(Exhaustion, EveryMessageBufferIsGivenBack) {
-    std::set<void*> held;
-    std::size_t most = 0;
-    const auto onMap = interpose::mmap.replace(
-        [&](void* address, std::size_t length, int protection, int flags, int fd, off_t offset) {
-            void* memory = interpose::mmap.real(address, length, protection, flags, fd, offset);
-            if (length == kBuffer && fd == -1) {
-                held.insert(memory);
-                most = std::max(most, held.size());
-            }
-            return memory;
-        });
-    const auto onUnmap = interpose::munmap.replace([&](void* address, std::size_t length) {
-        if (length == kBuffer) {
-            held.erase(address);
-        }
-        return interpose::munmap.real(address, length);
-    });
+    const Mappings buffers(kBuffer, 1000);
     std::vector<PolicyNode>& rules = groups_["base"].vecPolicy;
     for (const std::string group : {"a", "b", "c", "a", "c"}) {
         rules.push_back(samples::rule());
@@ -198,18 +167,18 @@ TEST_F(Exhaustion, EveryMessageBufferIsGivenBack) {
     }
     manager_.addPolicy("base", groups_["base"]);
     EXPECT_EQ(manager_.compileKernelPolicyMsg(), 0);
-    EXPECT_EQ(most, 3U) << "one for each group of the slice";
-    EXPECT_TRUE(held.empty());
+    EXPECT_EQ(Mappings::most(), 3) << "one for each group of the slice";
+    EXPECT_EQ(Mappings::held(), 0);
     rules.back().sPerm = "nosuch";
     manager_.addPolicy("base", groups_["base"]);
     EXPECT_EQ(manager_.compileKernelPolicyMsg(), 1);
-    EXPECT_TRUE(held.empty());
+    EXPECT_EQ(Mappings::held(), 0);
 }
 
 TEST_F(Exhaustion, ANamespaceMessageWithoutABufferThrows) {
     manager_.m_mapNamespaceFunc["ns"] = {"mod:f"};
     {
-        const auto refused = refuseBuffers(0);
+        const Mappings refused(kBuffer, 0);
         EXPECT_THROW(manager_.compileKernelNamespaceMsg(), std::bad_alloc);
     }
     EXPECT_EQ(manager_.compileKernelNamespaceMsg(), 0);
