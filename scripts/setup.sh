@@ -1,7 +1,8 @@
 # Sourced by demo.sh, test.sh and .ci/run: the packages each of them needs, and the builds. Debian 12 names.
 # The caller stands in the root of the tree and has set -euo pipefail.
 
-readonly buildPackages=(g++ cmake ninja-build pkg-config libjsoncpp-dev libfuse3-dev fuse3 libcli11-dev rapidjson-dev)
+readonly buildPackages=(g++ cmake ninja-build pkg-config libjsoncpp-dev libfuse3-dev fuse3 libcli11-dev libgcrypt20-dev
+    rapidjson-dev)
 readonly demoPackages=(python3)
 readonly testPackages=(libgtest-dev libgmock-dev python3 python3-jsonschema groff-base)
 readonly checkPackages=(clang clang-format clang-tidy cppcheck libclang-rt-14-dev git)

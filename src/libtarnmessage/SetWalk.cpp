@@ -159,7 +159,8 @@ private:
         if (const int failure = file_.read(paths::inDirectory(directory, name)); failure != 0) {
             FileReport report;
             report.name = name;
-            report.problem = failure == ENOENT ? "is missing" : readProblem(failure);
+            report.missing = failure == ENOENT;
+            report.problem = report.missing ? "is missing" : readProblem(failure);
             report.error = failure == ENOENT || failure == ELOOP || failure == EINVAL ? 0 : failure;
             end(report);
             return false;

@@ -20,6 +20,7 @@ struct FileReport {
     kernelmsg::MessageHeader header{};  // zero when the file holds none
     std::optional<Finding> finding;     // what the kernel would refuse
     std::string problem;                // anything else: missing, unreadable, not the message that its name says
+    bool missing = false;               // the set should have the file, or had it when the walk began
     int error = 0;                      // errno, where the file exists and could not be read
 
     bool sound() const { return !finding && problem.empty(); }

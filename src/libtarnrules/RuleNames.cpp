@@ -1,0 +1,51 @@
+#include "libtarnrules/RuleNames.h"
+
+#include <algorithm>
+
+#include "Common/Common.h"
+#include "libtarnrules/FormBytes.h"
+
+namespace tarnrules {
+
+std::vector<std::string> RuleNames::namesOf(std::uint32_t number) const {
+    const tarnmessage::FunctionTable::Namespace* known = announced_->find(number);
+    if (known != nullptr) {
+        return {known->name};
+    }
+    std::vector<std::string> names = book_->namespaceNames(number);
+    if (names.empty() && other_ != nullptr) {
+        for (const std::string& name : other_->namespaceNames(number)) {
+            if (stringToId(name.c_str()) == number) {
+                names.push_back(name);
+            }
+        }
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+const std::string& RuleNames::namespaceForm(std::uint32_t number) {
+    const auto [place, isNew] = forms_.try_emplace(number);
+    if (isNew) {
+        const std::vector<std::string> names = namesOf(number);
+        append32(place->second, static_cast<std::uint32_t>(names.size()));
+        for (const std::string& name : names) {
+            appendText(place->second, name);
+        }
+        if (names.empty()) {
+            append32(place->second, number);
+            namelessNamespaces_.insert(number);
+        }
+    }
+    return place->second;
+}
+
+const std::string* RuleNames::functionName(std::uint32_t namespaceNumber, std::uint32_t functionNumber) {
+    const std::string* name = book_->functionsOf(namespaceNumber).findFunction(namespaceNumber, functionNumber);
+    if (name == nullptr) {
+        namelessFunctions_.emplace(namespaceNumber, functionNumber);
+    }
+    return name;
+}
+
+}  // namespace tarnrules

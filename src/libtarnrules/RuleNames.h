@@ -1,0 +1,50 @@
+// The names that stand in the canonical form of a rule in place of the numbers that its set gives them.
+#ifndef TARN_RULES_RULE_NAMES_H
+#define TARN_RULES_RULE_NAMES_H
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+
+#include "libtarnmessage/FunctionTable.h"
+#include "libtarnnames/NameBook.h"
+
+namespace tarnrules {
+
+class RuleNames {
+public:
+    // `announced` is what the set's own namespace message says; it goes before everything else that the book knows.
+    // Both must outlive this and no longer change.
+    RuleNames(const tarnnames::NameBook& book, const tarnmessage::FunctionTable& announced)
+        : book_(&book), announced_(&announced) {}
+
+    // The book of another set, to which this one is compared. A number without a name here gets the name that it has
+    // there, where that is certain: where the number is the name's checksum.
+    void alsoAsk(const tarnnames::NameBook& other) { other_ = &other; }
+
+    // As the canonical form writes it: the names and how many, or none and the number.
+    const std::string& namespaceForm(std::uint32_t number);
+    // The function's name "module:function"; null where nobody tells.
+    const std::string* functionName(std::uint32_t namespaceNumber, std::uint32_t functionNumber);
+
+    // Numbers that got no name so far.
+    const std::set<std::uint32_t>& namelessNamespaces() const { return namelessNamespaces_; }
+    // Namespace number and function number.
+    const std::set<std::pair<std::uint32_t, std::uint32_t>>& namelessFunctions() const { return namelessFunctions_; }
+
+private:
+    std::vector<std::string> namesOf(std::uint32_t number) const;
+
+    const tarnnames::NameBook* book_;
+    const tarnmessage::FunctionTable* announced_;
+    const tarnnames::NameBook* other_ = nullptr;
+    std::map<std::uint32_t, std::string> forms_;
+    std::set<std::uint32_t> namelessNamespaces_;
+    std::set<std::pair<std::uint32_t, std::uint32_t>> namelessFunctions_;
+};
+
+}  // namespace tarnrules
+
+#endif

@@ -1,0 +1,233 @@
+// One digest for equal rules, whatever the threads, the order, the files and the numbers; another one for any other rules.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <set>
+
+#include "RuleTools.h"
+#include "libtarnmessage/RecordSize.h"
+#include "libtarnrules/Sha256.h"
+#include "support/Process.h"
+
+namespace {
+
+using namespace ruletools;
+using tarnrules::RuleSet;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+// Of a set that must be without fault.
+std::string digest(const std::string& path, const tarnsort::SortLimits& limits = {}) {
+    RuleSet rules(path, "");
+    rules.read(limits);
+    EXPECT_THAT(rules.problems(), IsEmpty());
+    EXPECT_THAT(rules.warnings(), IsEmpty());
+    return digestOf(rules);
+}
+
+std::vector<std::string> problems(const std::string& path) {
+    RuleSet rules(path, "");
+    rules.read();
+    return rules.problems();
+}
+
+void shuffle(model::Policy& policy, std::uint32_t seed) {
+    for (auto& [key, group] : policy.groups) {
+        std::shuffle(group.vecPolicy.begin(), group.vecPolicy.end(), std::mt19937(seed));
+    }
+}
+
+TEST(DigestTest, IsTheOneOnThePage) {
+    testfiles::write("/etc/tarn/one/namemsg", golden::message("namespace"));
+    testfiles::write("/etc/tarn/one/x", golden::message("policy-condition"));
+    EXPECT_EQ(digest("/etc/tarn/one/x") + "\n", block("digest policy-condition"));
+
+    const std::string form = golden::bytesOf(block("hex policy-condition"));
+    std::string length(4, '\0');
+    length[3] = static_cast<char>(form.size());
+    testfiles::write("/etc/tarn/bytes", "tarn rules 1\n" + length + form);
+    const auto outcome = testprocess::run({"sha256sum", "/etc/tarn/bytes"});
+    EXPECT_EQ(outcome.out.substr(0, 64) + "\n", block("digest policy-condition"));
+}
+
+TEST(DigestTest, SetWithoutRulesHasOne) {
+    putSet(model::Policy{}, 1);
+    EXPECT_EQ(digest(kSet) + "\n", block("digest none"));
+    tarnrules::Sha256 sha;
+    sha.add("tarn rules 1\n");
+    EXPECT_EQ(sha.hex() + "\n", block("digest none"));
+}
+
+TEST(DigestTest, IsTheSameForAnyNumberOfThreads) {
+    for (const std::uint32_t seed : {1U, 2U, 3U}) {
+        const model::Policy policy = model::RandomPolicy(seed).policy();
+        std::set<std::string> digests;
+        for (const std::size_t threads : {1U, 2U, 3U, 7U, 16U, 64U}) {
+            std::filesystem::remove_all(kFolder);
+            putSet(policy, threads);
+            digests.insert(digest(kSet));
+        }
+        EXPECT_EQ(digests.size(), 1U) << "seed " << seed;
+    }
+}
+
+TEST(DigestTest, IsTheSameForAnyOrderOfRules) {
+    model::Policy policy = model::RandomPolicy(5).policy();
+    std::set<std::string> digests;
+    std::set<std::string> bytes;
+    for (const std::uint32_t seed : {1U, 2U, 3U, 4U}) {
+        std::filesystem::remove_all(kFolder);
+        putSet(policy, 2);
+        digests.insert(digest(kSet));
+        bytes.insert(testfiles::read(std::string(kSet) + "/" + testfiles::list(kSet).front()));
+        shuffle(policy, seed);
+    }
+    EXPECT_EQ(digests.size(), 1U);
+    EXPECT_GT(bytes.size(), 1U) << "the files were the same anyway";
+}
+
+TEST(DigestTest, NamesStandInPlaceOfNumbers) {
+    const model::Policy policy = model::RandomPolicy(6).policy();
+    putSet(policy, 1);
+    putSet(renumbered(policy), 1, "/etc/tarn/b");
+    EXPECT_EQ(digest(kSet), digest("/etc/tarn/b/set"));
+}
+
+TEST(DigestTest, DoesNotDependOnFileNames) {
+    putSet(model::RandomPolicy(7).policy(), 3);
+    const std::string before = digest(kSet);
+    int number = 0;
+    for (const std::string& name : testfiles::list(kSet)) {
+        if (name.find("msg") == std::string::npos) {
+            std::filesystem::rename(kSet + ("/" + name), kSet + ("/x" + std::to_string(++number)));
+        }
+    }
+    ASSERT_GT(number, 3);
+    EXPECT_EQ(digest(kSet), before);
+}
+
+TEST(DigestTest, DoesNotDependOnMemory) {
+    putSet(model::RandomPolicy(8).policy(), 1);
+    tarnsort::SortLimits limits;
+    limits.memoryBytes = 32768;
+    EXPECT_EQ(digest(kSet, limits), digest(kSet));
+}
+
+TEST(DigestTest, EveryRuleMattersAndHowOftenItOccurs) {
+    const model::Policy policy = model::RandomPolicy(9).policy();
+    putSet(policy, 1);
+    const std::string whole = digest(kSet);
+    int changes = 0;
+    for (const auto& [key, group] : policy.groups) {
+        for (std::size_t rule = 0; rule < group.vecPolicy.size(); rule += 2) {
+            if (tarnmessage::recordsOfRule(group.vecPolicy[rule]) == 0) {
+                continue;
+            }
+            for (const bool twice : {false, true}) {
+                model::Policy other = policy;
+                auto& rules = other.groups[key].vecPolicy;
+                if (twice) {
+                    rules.push_back(rules[rule]);
+                } else {
+                    rules.erase(rules.begin() + static_cast<std::ptrdiff_t>(rule));
+                }
+                std::filesystem::remove_all("/etc/tarn/b");
+                putSet(other, 1, "/etc/tarn/b");
+                EXPECT_NE(digest("/etc/tarn/b/set"), whole) << key << " " << rule;
+                ++changes;
+            }
+        }
+    }
+    EXPECT_GT(changes, 6);
+}
+
+TEST(DigestTest, NamespaceWithoutANameIsAWarning) {
+    putSet(model::RandomPolicy(10).policy(), 1);
+    const std::string named = digest(kSet);
+    std::filesystem::remove(std::string(kFolder) + "/scene_info");
+    RuleSet rules(kSet, "");
+    rules.read();
+    EXPECT_THAT(rules.problems(), IsEmpty());
+    EXPECT_THAT(rules.warnings(), ElementsAre("namespace " + std::to_string(model::crc("bare")) +
+                                              " has no known name; its number stands in place of it"));
+    EXPECT_NE(digestOf(rules), named);
+}
+
+TEST(DigestTest, SideFilesAreTakenFromTheGivenFolder) {
+    putSet(model::RandomPolicy(10).policy(), 1);
+    const std::string named = digest(kSet);
+    testfiles::makeDirectories("/etc/tarn/elsewhere");
+    std::filesystem::rename(std::string(kFolder) + "/scene_info", "/etc/tarn/elsewhere/scene_info");
+    RuleSet rules(kSet, "/etc/tarn/elsewhere");
+    rules.read();
+    EXPECT_THAT(rules.warnings(), IsEmpty());
+    EXPECT_EQ(digestOf(rules), named);
+}
+
+TEST(DigestTest, MissingFramesAreWarnings) {
+    putSet(model::RandomPolicy(11).policy(), 1);
+    const std::string whole = digest(kSet);
+    std::remove("/etc/tarn/a/set/beginmsg");
+    std::remove("/etc/tarn/a/set/endmsg");
+    RuleSet rules(kSet, "");
+    rules.read();
+    EXPECT_THAT(rules.problems(), IsEmpty());
+    EXPECT_THAT(rules.warnings(), ElementsAre("beginmsg is missing", "endmsg is missing"));
+    EXPECT_EQ(digestOf(rules), whole);
+}
+
+TEST(DigestTest, DamagedMessagesAreNamed) {
+    putSet(model::RandomPolicy(12).policy(), 1);
+    const std::vector<std::string> names = testfiles::list(kSet);
+    const std::string policy = *std::find_if(
+        names.begin(), names.end(), [](const std::string& name) { return name.find("msg") == std::string::npos; });
+    const std::string path = std::string(kSet) + "/" + policy;
+    std::string bytes = testfiles::read(path);
+    bytes[20] = 'x';
+    std::remove(path.c_str());
+    testfiles::write(path, bytes);
+    EXPECT_THAT(problems(kSet), ElementsAre(HasSubstr(policy + ": offset 20: wrong magic number")));
+}
+
+TEST(DigestTest, MissingNamespaceMessageIsAProblemWhereRulesCallFunctions) {
+    putSet(model::RandomPolicy(12).policy(), 1);
+    std::remove("/etc/tarn/a/set/namemsg");
+    EXPECT_THAT(problems(kSet), testing::Contains(HasSubstr("did not announce")));
+}
+
+TEST(DigestTest, LinksAreNamed) {
+    putSet(model::RandomPolicy(12).policy(), 1);
+    testfiles::link("endmsg", std::string(kSet) + "/zz");
+    EXPECT_THAT(problems(kSet), ElementsAre("zz: is a symbolic link, which is never followed"));
+}
+
+TEST(DigestTest, PathThatCanNotBeReadIsNamed) {
+    RuleSet rules("/etc/tarn/nowhere", "");
+    rules.read();
+    EXPECT_TRUE(rules.unreadable());
+    EXPECT_THAT(rules.problems(), ElementsAre("can't be read: No such file or directory"));
+}
+
+TEST(DigestTest, RuleWhoseNamesAreTooLongIsNamed) {
+    model::Policy policy = model::RandomPolicy(13).policy();
+    const std::string longName(1000, 'f');
+    policy.namespaces[0].second.push_back("netmod:" + longName);
+    policy.numbers.functions[{"net", "netmod", longName}] = 4;
+    PolicyNode rule = policy.groups.begin()->second.vecPolicy.front();
+    rule.strNamespace = "net";
+    rule.strGroup = "long";
+    rule.strModuleName = "netmod";
+    rule.vecExpr.clear();
+    rule.vecSubjectId.resize(1);
+    rule.vecObjectId.resize(1);
+    rule.vecDoFunc.assign(50000, DoFuncNode{longName, {}});
+    policy.groups.begin()->second.vecPolicy = {rule};
+    putSet(policy, 1);
+    EXPECT_THAT(problems(kSet), ElementsAre(HasSubstr("has a rule of more than 16 MiB with its names written out")));
+}
+
+}  // namespace
