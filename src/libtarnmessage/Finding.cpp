@@ -61,13 +61,16 @@ const FindingInfo& findingInfo(FindingCode code) {
     return kTable[static_cast<std::size_t>(code)];
 }
 
+std::string numberText(const Finding& finding, std::uint64_t number) {
+    char text[24];
+    const char* format = findingInfo(finding.code).hexadecimal ? "0x%llx" : "%llu";
+    static_cast<void>(std::snprintf(text, sizeof(text), format, static_cast<unsigned long long>(number)));
+    return text;
+}
+
 std::string toText(const Finding& finding) {
-    const FindingInfo& info = findingInfo(finding.code);
-    char numbers[96];
-    const char* format = info.hexadecimal ? "expected 0x%llx, found 0x%llx" : "expected %llu, found %llu";
-    static_cast<void>(std::snprintf(numbers, sizeof(numbers), format, static_cast<unsigned long long>(finding.expected),
-                                    static_cast<unsigned long long>(finding.found)));
-    return "offset " + std::to_string(finding.offset) + ": " + info.text + " (" + numbers + ")";
+    return "offset " + std::to_string(finding.offset) + ": " + findingInfo(finding.code).text + " (expected " +
+           numberText(finding, finding.expected) + ", found " + numberText(finding, finding.found) + ")";
 }
 
 }  // namespace tarnmessage

@@ -63,6 +63,9 @@ struct Finding {
     int answer() const { return findingInfo(code).answer; }
 };
 
+// A number of a finding (expected, found) in the form that reads better.
+std::string numberText(const Finding& finding, std::uint64_t number);
+
 // "offset 24: wrong magic number of a record (expected 0x5a5aa5a5, found 0x0)"
 std::string toText(const Finding& finding);
 

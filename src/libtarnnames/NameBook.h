@@ -40,6 +40,7 @@ public:
     // How the name of a policy message file can be read, when its records have this name number.
     std::vector<FileNameReading> readings(const std::string& fileName, std::uint32_t nameId) const;
 
+    const SceneInfo& scenes() const { return scenes_; }
     const Classes& classes() const { return classes_; }
     const Identifiers& identifiers() const { return identifiers_; }
     const SideFilePaths& paths() const { return paths_; }  // those that were read

@@ -21,13 +21,14 @@ void toStandardError(const std::string& text) {
 Report::Report(Output& output, std::string verb, bool json) : output_(output), json_(json) {
     object_["format"] = kFormat;
     object_["version"] = TARN_POLICY_VERSION;
-    object_["verb"] = std::move(verb);
+    object_["verb"] = verb;
     object_["warnings"] = Json::Value(Json::arrayValue);
 }
 
 void Report::line(const std::string& text) {
     if (!json_) {
-        output_.write(text + "\n");
+        pending_ += text + "\n";
+        flush();
     }
 }
 

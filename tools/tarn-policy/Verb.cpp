@@ -3,6 +3,9 @@
 const std::vector<VerbEntry>& verbTable() {
     static const std::vector<VerbEntry> table{
         {"", "check", "Find all mistakes of a policy; writes nothing and needs no privilege", makeCheck},
+        {"", "inspect", "Show what stands in a set or a message, record by record", makeInspect},
+        {"", "verify", "Say whether the kernel would take a set, and what it would not notice", makeVerify},
+        {"", "query", "Find the records of a subject, an object, a class and so on", makeQuery},
         {"", "compile", "Compile a policy into a set under /etc/tarn, to be sent later", makeCompile},
         {"", "send", "Deliver the compiled set to the kernel", makeSend},
         {"", "apply", "Compile a policy and deliver it to the kernel", makeApply},

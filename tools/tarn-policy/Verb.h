@@ -41,6 +41,9 @@ struct VerbEntry {
 const std::vector<VerbEntry>& verbTable();
 
 std::unique_ptr<Verb> makeCheck();
+std::unique_ptr<Verb> makeInspect();
+std::unique_ptr<Verb> makeVerify();
+std::unique_ptr<Verb> makeQuery();
 std::unique_ptr<Verb> makeApply();
 std::unique_ptr<Verb> makeCompile();
 std::unique_ptr<Verb> makeSend();

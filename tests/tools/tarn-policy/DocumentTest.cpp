@@ -2,10 +2,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <set>
 #include <string>
 
 #include "ExitCodes.h"
+#include "ReadStatus.h"
 #include "Verb.h"
+#include "reading/SetFinding.h"
 #include "support/Files.h"
 #include "support/Process.h"
 
@@ -15,6 +18,19 @@ using testing::HasSubstr;
 
 const std::string kGuide = TARN_SOURCE_DIR "/docs/tarn-policy.md";
 const std::string kManual = TARN_SOURCE_DIR "/docs/man/tarn-policy.1";
+
+std::string pageOf(const std::string& verb) {
+    return TARN_SOURCE_DIR "/docs/man/tarn-policy-" + verb + ".1";
+}
+
+// The verbs that have a manual page of their own.
+std::set<std::string> readingVerbs() {
+    std::set<std::string> verbs;
+    for (const ReadStatusText& row : readStatusTable()) {
+        verbs.insert(row.verb);
+    }
+    return verbs;
+}
 
 std::string wordsOf(const VerbEntry& entry) {
     return std::string(entry.parent) + (*entry.parent == '\0' ? "" : " ") + entry.name;
@@ -40,6 +56,45 @@ TEST(DocumentTest, TheManualHoldsEachExitCode) {
     for (const ExitCodeText& row : exitCodeTable()) {
         EXPECT_THAT(manual, HasSubstr(".It " + std::to_string(static_cast<int>(row.code)) + " (" + row.name + ")\n" +
                                       row.meaning + ".\n"));
+    }
+}
+
+TEST(DocumentTest, TheGuideHoldsTheTableOfReadStatuses) {
+    const std::string guide = testfiles::read(kGuide);
+    const std::size_t begin = guide.find("| Verb | Status | Name | Meaning |");
+    ASSERT_NE(begin, std::string::npos);
+    EXPECT_EQ(guide.substr(begin, guide.find("\n\n", begin) + 1 - begin), readStatusMarkdown());
+}
+
+TEST(DocumentTest, TheGuideHoldsTheTableOfNotices) {
+    const std::string guide = testfiles::read(kGuide);
+    const std::size_t begin = guide.find("| Code | What it is |");
+    ASSERT_NE(begin, std::string::npos);
+    EXPECT_EQ(guide.substr(begin, guide.find("\n\n", begin) + 1 - begin), noticeMarkdown());
+}
+
+TEST(DocumentTest, EveryReadingVerbHasThreeStatusesAndItsManualPageHasThem) {
+    ASSERT_EQ(readStatusTable().size(), 3 * readingVerbs().size());
+    int expected = 0;
+    for (const ReadStatusText& row : readStatusTable()) {
+        EXPECT_EQ(static_cast<int>(row.status), expected++ % 3) << row.verb;
+        EXPECT_THAT(testfiles::read(pageOf(row.verb)), HasSubstr(".It " + std::to_string(static_cast<int>(row.status)) +
+                                                                 " (" + row.name + ")\n" + row.meaning + ".\n"));
+    }
+}
+
+TEST(DocumentTest, ManualPagesOfReadingVerbsSpeakOfEveryOption) {
+    for (const VerbEntry& entry : verbTable()) {
+        if (readingVerbs().count(entry.name) == 0) {
+            continue;
+        }
+        CLI::App app;
+        entry.make()->configure(app);
+        for (const CLI::Option* option : app.get_options()) {
+            if (!option->get_lnames().empty() && option->get_lnames().front() != "help") {
+                EXPECT_THAT(testfiles::read(pageOf(entry.name)), HasSubstr("Fl -" + option->get_lnames().front()));
+            }
+        }
     }
 }
 
@@ -76,14 +131,20 @@ TEST(DocumentTest, CodesAscendAndAreDistinct) {
     }
 }
 
-TEST(DocumentTest, TheManualFormatsWithoutWarnings) {
-    const auto outcome = testprocess::run({"groff", "-ww", "-mdoc", "-Tutf8", "-z", kManual});
-    constexpr int kNotFound = 127;
-    if (outcome.status == kNotFound) {
-        GTEST_SKIP() << "groff is not installed";
+TEST(DocumentTest, ManualPagesFormatWithoutWarnings) {
+    std::vector<std::string> pages{kManual};
+    for (const std::string& verb : readingVerbs()) {
+        pages.push_back(pageOf(verb));
     }
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.err, "");
+    for (const std::string& page : pages) {
+        const auto outcome = testprocess::run({"groff", "-ww", "-mdoc", "-Tutf8", "-z", page});
+        constexpr int kNotFound = 127;
+        if (outcome.status == kNotFound) {
+            GTEST_SKIP() << "groff is not installed";
+        }
+        EXPECT_EQ(outcome.status, 0) << page;
+        EXPECT_EQ(outcome.err, "") << page;
+    }
 }
 
 }  // namespace

@@ -1,0 +1,132 @@
+#include "libtarnnames/JsonText.h"
+
+#include <charconv>
+
+namespace tarnnames {
+
+namespace {
+
+constexpr char kDigits[] = "0123456789abcdef";
+
+template <typename Number>
+void appendDigits(std::string& json, Number value, int base) {
+    char text[24];
+    const auto result = std::to_chars(text, text + sizeof text, value, base);
+    json.append(text, result.ptr);
+}
+
+unsigned int byteAt(std::string_view bytes, std::size_t place) {
+    return place < bytes.size() ? static_cast<unsigned char>(bytes[place]) : 0U;
+}
+
+bool isContinuation(unsigned int byte) {
+    return (byte & 0xC0U) == 0x80U;
+}
+
+// The length of the character at the front; 0 where there is none.
+std::size_t characterLength(std::string_view bytes) {
+    const unsigned int first = byteAt(bytes, 0);
+    const unsigned int second = byteAt(bytes, 1);
+    if (first < 0x80U) {
+        return 1;
+    }
+    if (first < 0xC2U || first > 0xF4U || !isContinuation(second)) {
+        return 0;
+    }
+    if (first < 0xE0U) {
+        return 2;
+    }
+    if (!isContinuation(byteAt(bytes, 2))) {
+        return 0;
+    }
+    if (first < 0xF0U) {
+        const bool isOverlong = first == 0xE0U && second < 0xA0U;
+        const bool isSurrogate = first == 0xEDU && second > 0x9FU;
+        return isOverlong || isSurrogate ? 0 : 3;
+    }
+    const bool isOverlong = first == 0xF0U && second < 0x90U;
+    const bool isBeyond = first == 0xF4U && second > 0x8FU;
+    return isOverlong || isBeyond || !isContinuation(byteAt(bytes, 3)) ? 0 : 4;
+}
+
+void appendEscape(std::string& json, unsigned int byte) {
+    json += "\\u00";
+    json += kDigits[byte >> 4U];
+    json += kDigits[byte & 0xFU];
+}
+
+}  // namespace
+
+bool isUtf8(std::string_view bytes) {
+    while (!bytes.empty()) {
+        const std::size_t length = characterLength(bytes);
+        if (length == 0) {
+            return false;
+        }
+        bytes.remove_prefix(length);
+    }
+    return true;
+}
+
+void appendJsonString(std::string& json, std::string_view bytes) {
+    json += '"';
+    while (!bytes.empty()) {
+        const auto first = static_cast<unsigned char>(bytes[0]);
+        std::size_t length = characterLength(bytes);
+        if (first == '"' || first == '\\') {
+            json += '\\';
+            json += bytes[0];
+        } else if (first < ' ' || first == 0x7FU) {
+            appendEscape(json, first);
+        } else if (length == 0) {
+            json += "\\ufffd";
+            length = 1;
+        } else {
+            json.append(bytes.substr(0, length));
+        }
+        bytes.remove_prefix(length);
+    }
+    json += '"';
+}
+
+void appendJsonBytes(std::string& json, const char* name, std::string_view bytes) {
+    json.append("\"").append(name).append("\":");
+    appendJsonString(json, bytes);
+    if (isUtf8(bytes)) {
+        return;
+    }
+    json.append(",\"").append(name).append("Hex\":\"");
+    for (const char character : bytes) {
+        const auto byte = static_cast<unsigned char>(character);
+        json += kDigits[byte >> 4U];
+        json += kDigits[byte & 0xFU];
+    }
+    json += '"';
+}
+
+void appendJsonNumber(std::string& json, std::uint64_t value) {
+    appendDigits(json, value, 10);
+}
+
+void appendJsonSigned(std::string& json, std::int64_t value) {
+    appendDigits(json, value, 10);
+}
+
+void appendJsonHex(std::string& json, std::uint64_t value) {
+    json += "\"0x";
+    appendDigits(json, value, 16);
+    json += '"';
+}
+
+void appendJsonArray(std::string& json, const std::vector<std::string>& texts) {
+    json += '[';
+    const char* separator = "";
+    for (const std::string& text : texts) {
+        json += separator;
+        appendJsonString(json, text);
+        separator = ",";
+    }
+    json += ']';
+}
+
+}  // namespace tarnnames

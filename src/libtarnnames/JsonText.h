@@ -1,0 +1,31 @@
+// Pieces of JSON text, appended to a string: for output that is too long to be built as a tree.
+#ifndef TARN_NAMES_JSON_TEXT_H
+#define TARN_NAMES_JSON_TEXT_H
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tarnnames {
+
+// True for bytes that are UTF-8: no byte out of place, no overlong form, no surrogate.
+bool isUtf8(std::string_view bytes);
+
+// A string. A byte that is no part of UTF-8 becomes U+FFFD.
+void appendJsonString(std::string& json, std::string_view bytes);
+
+// "name":"text"; where the bytes are no UTF-8, "nameHex":"..." with all of them follows.
+void appendJsonBytes(std::string& json, const char* name, std::string_view bytes);
+
+void appendJsonNumber(std::string& json, std::uint64_t value);
+void appendJsonSigned(std::string& json, std::int64_t value);
+// "0x1f"
+void appendJsonHex(std::string& json, std::uint64_t value);
+
+// ["a","b"]
+void appendJsonArray(std::string& json, const std::vector<std::string>& texts);
+
+}  // namespace tarnnames
+
+#endif

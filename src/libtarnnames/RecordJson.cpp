@@ -1,0 +1,168 @@
+#include "libtarnnames/RecordJson.h"
+
+#include "libtarnmessage/MessageText.h"
+#include "libtarnnames/JsonText.h"
+
+namespace tarnnames {
+
+namespace {
+
+using tarnmessage::ExprCursor;
+using tarnmessage::ExprView;
+using tarnmessage::FunctionTable;
+
+void appendMember(std::string& json, const char* name, std::uint64_t value) {
+    json.append(",\"").append(name).append("\":");
+    appendJsonNumber(json, value);
+}
+
+// Left out where nobody knows a name.
+void appendNames(std::string& json, const char* name, const std::vector<std::string>& names) {
+    if (!names.empty()) {
+        json.append(",\"").append(name).append("\":");
+        appendJsonArray(json, names);
+    }
+}
+
+// The words as texts, because many programs would round such numbers.
+void appendIdentifier(std::string& json, const char* name, const char* namesName, const TARN_ID& identifier,
+                      const Identifiers& identifiers) {
+    json.append(",\"").append(name).append("\":[");
+    appendJsonHex(json, identifier.uiWord[0]);
+    json += ',';
+    appendJsonHex(json, identifier.uiWord[1]);
+    json += ',';
+    appendJsonHex(json, identifier.uiWord[2]);
+    json += ']';
+    if (!identifiers.empty()) {
+        appendNames(json, namesName, identifiers.names(identifier));
+    }
+}
+
+void appendParams(std::string& json, const ExprView& node) {
+    json += ",\"params\":[";
+    const char* separator = "";
+    tarnmessage::ParamCursor params = node.params();
+    for (tarnmessage::ParamView param; params.next(param);) {
+        json.append(separator).append("{");
+        if (param.info.type == kernelmsg::kParamInteger) {
+            json += "\"integer\":";
+            appendJsonSigned(json, param.integer);
+        } else {
+            appendJsonBytes(json, "string", param.text);
+        }
+        json += '}';
+        separator = ",";
+    }
+    json += ']';
+}
+
+void appendNode(std::string& json, const ExprView& node, std::uint32_t nameId, const FunctionTable& functions) {
+    const std::uint32_t type = node.record.type;
+    json += "{\"type\":";
+    appendJsonNumber(json, type);
+    if (type == kernelmsg::kExprConstant || type == kernelmsg::kExprVariable) {
+        appendMember(json, "value", node.record.value);
+    }
+    if (type == kernelmsg::kExprVariable) {
+        json += ',';
+        appendJsonBytes(json, "variable", node.variable);
+    }
+    if (type == kernelmsg::kExprCall) {
+        appendMember(json, "function", node.record.functionId);
+        if (const std::string* name = functions.findFunction(nameId, node.record.functionId)) {
+            json += ',';
+            appendJsonBytes(json, "functionName", *name);
+        }
+    }
+    if (type == kernelmsg::kExprCall || node.record.paramCount != 0) {
+        appendParams(json, node);
+    }
+    json += '}';
+}
+
+void appendNodes(std::string& json, const char* name, ExprCursor nodes, std::uint32_t nameId,
+                 const FunctionTable& functions) {
+    json.append("\"").append(name).append("\":[");
+    const char* separator = "";
+    for (ExprView node; nodes.next(node);) {
+        json += separator;
+        appendNode(json, node, nameId, functions);
+        separator = ",";
+    }
+    json += ']';
+}
+
+void appendCondition(std::string& json, const tarnmessage::PolicyRecordView& record, const FunctionTable& functions) {
+    json += ",\"condition\":{\"infix\":";
+    appendJsonString(json, conditionInfixText(record, functions));
+    json += ",\"prefix\":";
+    appendJsonString(json, conditionPrefixText(record, functions));
+    json += ',';
+    appendNodes(json, "nodes", record.condition(), record.nameId(), functions);
+    json += '}';
+}
+
+}  // namespace
+
+void appendRecordJson(std::string& json, const tarnmessage::PolicyRecordView& record, const RecordWords& words,
+                      const NameBook& book) {
+    const kernelmsg::PolicyNodeRecord& node = record.node;
+    json += "\"offset\":";
+    appendJsonNumber(json, record.offset);
+    appendMember(json, "bytes", record.bytes.size());
+    appendMember(json, "policyType", node.policyType);
+    appendIdentifier(json, "subject", "subjectNames", node.subject, book.identifiers());
+    appendIdentifier(json, "object", "objectNames", node.object, book.identifiers());
+    appendMember(json, "class", node.permClass);
+    appendNames(json, "classNames", words.classes);
+    appendMember(json, "perm", node.perm);
+    appendNames(json, "permNames", words.permissions);
+    appendMember(json, "namespace", record.nameId());
+    appendNames(json, "namespaceNames", words.nameSpaces);
+    appendNames(json, "groups", words.groups);
+    appendMember(json, "attrA", node.attrA);
+    appendMember(json, "attrB", node.attrB);
+    json += ",\"ext\":[";
+    const char* separator = "";
+    for (const std::uint32_t word : node.ext) {
+        json += separator;
+        appendJsonNumber(json, word);
+        separator = ",";
+    }
+    json += ']';
+    if (node.exprCount == 0 && node.actionCount == 0) {
+        return;
+    }
+    const FunctionTable& functions = book.functionsOf(record.nameId());
+    if (node.exprCount != 0) {
+        appendCondition(json, record, functions);
+    }
+    if (node.actionCount != 0) {
+        json += ',';
+        appendNodes(json, "actions", record.actions(), record.nameId(), functions);
+    }
+}
+
+void appendNamespaceJson(std::string& json, const tarnmessage::NamespaceView& block) {
+    json += "\"offset\":";
+    appendJsonNumber(json, block.offset);
+    appendMember(json, "bytes", block.bytes.size());
+    appendMember(json, "number", block.node.nameId);
+    json += ',';
+    appendJsonBytes(json, "name", block.name);
+    json += ",\"functions\":[";
+    const char* separator = "";
+    tarnmessage::FunctionCursor functions = block.functions();
+    for (tarnmessage::FunctionView function; functions.next(function);) {
+        json.append(separator).append("{\"number\":");
+        appendJsonNumber(json, function.functionId);
+        json += ',';
+        appendJsonBytes(json, "name", function.name);
+        json += '}';
+        separator = ",";
+    }
+    json += ']';
+}
+
+}  // namespace tarnnames

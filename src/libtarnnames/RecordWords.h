@@ -1,0 +1,50 @@
+// The names that belong to a record. Records of one file mostly share them, so that they are looked up once.
+#ifndef TARN_NAMES_RECORD_WORDS_H
+#define TARN_NAMES_RECORD_WORDS_H
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "libtarnmessage/MessageViews.h"
+#include "libtarnnames/NameBook.h"
+
+namespace tarnnames {
+
+// Each list is empty where nobody knows a name, and has several where the number, or the file name, can be read in several
+// ways.
+struct RecordWords {
+    std::vector<std::string> nameSpaces;
+    std::vector<std::string> groups;
+    std::vector<std::string> classes;
+    std::vector<std::string> permissions;
+};
+
+class RecordWordsCache {
+public:
+    explicit RecordWordsCache(const NameBook& book) : book_(book) {}
+
+    // The records that follow come from this file.
+    void startFile(const std::string& fileName);
+    // Valid until the next call.
+    const RecordWords& of(const kernelmsg::PolicyNodeRecord& node);
+    const NameBook& book() const { return book_; }
+
+private:
+    using Key = std::tuple<std::uint32_t, std::uint32_t, std::uint32_t>;  // namespace, class, permission
+    static Key keyOf(const kernelmsg::PolicyNodeRecord& node) { return {node.ext[1], node.permClass, node.perm}; }
+
+    const NameBook& book_;
+    std::string fileName_;
+    std::map<Key, RecordWords> known_;
+    const std::pair<const Key, RecordWords>* last_ = nullptr;
+};
+
+// "a", "a or b", or `none`.
+std::string oneOf(const std::vector<std::string>& names, const std::string& none);
+
+}  // namespace tarnnames
+
+#endif

@@ -1,0 +1,73 @@
+// The search for equal records, in memory and with pieces on disk.
+#include "reading/DuplicateSearch.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using Place = DuplicateSearch::Place;
+
+std::vector<std::pair<std::uint32_t, std::uint32_t>> search(const std::vector<std::string>& records, std::size_t most) {
+    DuplicateSearch duplicates(most);
+    for (std::size_t index = 0; index < records.size(); ++index) {
+        duplicates.add(records[index], static_cast<std::uint32_t>(index), 7);
+    }
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> found;
+    duplicates.finish(
+        [&](const Place& first, const Place& again) { return records[first.file] == records[again.file]; },
+        [&](const Place& first, const Place& again) {
+            EXPECT_EQ(first.offset, 7U);
+            EXPECT_EQ(again.length, records[again.file].size());
+            found.emplace_back(first.file, again.file);
+        });
+    std::sort(found.begin(), found.end());
+    return found;
+}
+
+}  // namespace
+
+TEST(DuplicateSearch, EachLaterRecordIsReportedWithTheFirst) {
+    for (const std::size_t most : {100U, 6U, 5U, 2U, 1U}) {
+        EXPECT_THAT(search({"a", "b", "a", "c", "a", "b"}, most),
+                    testing::ElementsAre(testing::Pair(0, 2), testing::Pair(0, 4), testing::Pair(1, 5)))
+            << most;
+    }
+}
+
+TEST(DuplicateSearch, RecordsThatDifferInAnyByteAreTwo) {
+    const std::string record(100, 'x');
+    std::vector<std::string> records{record, record + '\0', ""};
+    for (std::size_t byte = 0; byte < record.size(); ++byte) {
+        records.push_back(record);
+        records.back()[byte] = 'y';
+    }
+    EXPECT_THAT(search(records, 1000), testing::IsEmpty());
+    EXPECT_THAT(search(records, 10), testing::IsEmpty());
+}
+
+TEST(DuplicateSearch, EqualChecksumsAloneAreNoDuplicates) {
+    DuplicateSearch duplicates(10);
+    duplicates.add("a", 0, 0);
+    duplicates.add("a", 1, 0);
+    duplicates.add("a", 2, 0);
+    int reports = 0;
+    duplicates.finish([](const Place&, const Place&) { return false; }, [&](const Place&, const Place&) { ++reports; });
+    EXPECT_EQ(reports, 0) << "the bytes decide";
+}
+
+TEST(DuplicateSearch, FindsTheSameWithAndWithoutDisk) {
+    std::mt19937 random(4713);
+    std::vector<std::string> records;
+    for (int index = 0; index < 20000; ++index) {
+        records.push_back(std::to_string(random() % 15000));
+    }
+    const auto inMemory = search(records, 1U << 20U);
+    EXPECT_GT(inMemory.size(), 5000U);
+    EXPECT_EQ(search(records, 1000), inMemory);
+}

@@ -1,0 +1,87 @@
+// Looks at every message of a walk as the kernel would, and at what the kernel would not notice.
+#ifndef TARN_POLICY_SET_CHECK_H
+#define TARN_POLICY_SET_CHECK_H
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "libtarnmessage/SetWalk.h"
+#include "libtarnnames/NameBook.h"
+#include "reading/SetFinding.h"
+
+class SetCheck : public tarnmessage::WalkVisitor {
+public:
+    struct Options {
+        std::string folder;         // before the names, with "/"
+        bool isDirectory = false;   // a whole set, not a single message
+        bool looksAtModes = false;  // and owners
+    };
+
+    SetCheck(const tarnnames::NameBook& book, Options options, FindingSink sink)
+        : book_(book), options_(std::move(options)), sink_(std::move(sink)) {}
+
+    void onFile(const std::string& name, std::string_view bytes) override;
+    void onHeader(const kernelmsg::MessageHeader& header) override;
+    void onNamespace(const tarnmessage::NamespaceView& block) override;
+    void onPolicy(const tarnmessage::PolicyRecordView& record) override {
+        const Numbers numbers{record.nameId(), record.node.permClass, record.node.perm};
+        if (!hasLast_ || numbers != last_) {
+            checkNumbers(record, numbers);
+        }
+        if (record.node.exprCount != 0) {
+            checkVariables(record);
+        }
+    }
+    void onFileEnd(const tarnmessage::FileReport& file) override;
+    void onPassedOver(const std::string& name, tarnmessage::PassedOver why) override;
+
+    // After the walk.
+    void finish();
+
+    std::uint64_t bytes() const { return bytes_; }
+    std::uint64_t refused() const { return refused_; }
+    std::uint64_t unreadable() const { return unreadable_; }
+    std::uint64_t notices() const { return notices_; }
+
+private:
+    using Numbers = std::tuple<std::uint32_t, std::uint32_t, std::uint32_t>;  // namespace, class, permission
+
+    void checkNumbers(const tarnmessage::PolicyRecordView& record, const Numbers& numbers);
+    void checkNamespaceOf(const tarnmessage::PolicyRecordView& record);
+    void checkClassOf(const tarnmessage::PolicyRecordView& record);
+    void checkVariables(const tarnmessage::PolicyRecordView& record);
+    void checkFunctions(const tarnmessage::NamespaceView& block);
+    void checkSeries(const tarnmessage::FileReport& file);
+    void checkSceneNumbers();
+    void checkMode(const std::string& path, const tarnmessage::FileStatus& status, mode_t most);
+    bool exists(const std::string& name) const;
+
+    void add(SetFinding finding);
+    void notice(const char* code, std::optional<std::size_t> offset, std::string text, std::string expected);
+
+    const tarnnames::NameBook& book_;
+    Options options_;
+    FindingSink sink_;
+
+    std::string name_;  // of the file
+    std::string path_;
+    bool hasLast_ = false;
+    Numbers last_;
+    std::set<Numbers> seen_;                        // in this file
+    std::uint32_t firstNameId_ = 0;                 // of this file
+    std::vector<std::string> prefixes_;             // of the variables of the last namespace: "net:"
+    std::map<std::string, std::size_t> announced_;  // namespaces, with their offsets
+
+    bool hasNamespaceMessage_ = false;
+    std::uint64_t policies_ = 0;  // messages
+    std::uint64_t bytes_ = 0;
+    std::uint64_t refused_ = 0;
+    std::uint64_t unreadable_ = 0;
+    std::uint64_t notices_ = 0;
+};
+
+#endif
