@@ -90,7 +90,7 @@ std::string findProgram(const std::string& command) {
     const char* path = std::getenv("PATH");
     std::istringstream folders(path != nullptr ? path : "/usr/local/bin:/usr/bin:/bin");
     for (std::string folder; std::getline(folders, folder, ':');) {
-        const std::string candidate = (folder.empty() ? "." : folder) + "/" + command;
+        std::string candidate = (folder.empty() ? "." : folder) + "/" + command;
         if (isRunnable(candidate)) {
             return candidate;
         }
