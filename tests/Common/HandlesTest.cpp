@@ -123,9 +123,10 @@ TEST(UniqueDir, ClosesItsStream) {
 }
 
 TEST(UniqueFile, ClosesItsStream) {
+    testfiles::write("/etc/tarn/file", "lines");
     const int before = testfiles::openDescriptors();
     {
-        const UniqueFile stream(std::fopen("/dev/null", "re"));
+        const UniqueFile stream(std::fopen("/etc/tarn/file", "re"));
         ASSERT_TRUE(stream);
         EXPECT_EQ(testfiles::openDescriptors(), before + 1);
     }
