@@ -4,7 +4,7 @@
 #include <sstream>
 
 const std::vector<ExitCodeText>& exitCodeTable() {
-    static const std::vector<ExitCodeText> table{
+    static const std::vector<ExitCodeText> kTable{
         {ExitCode::kDone, "done", "everything that was asked for is done"},
         {ExitCode::kFailed, "failed", "a step failed on this machine: a file, a directory or the compilation"},
         {ExitCode::kUsage, "usage", "the command line is wrong; nothing was done"},
@@ -19,7 +19,7 @@ const std::vector<ExitCodeText>& exitCodeTable() {
         {ExitCode::kVariables, "variables", "a dynamic variable could not be switched, saved or removed"},
         {ExitCode::kInternal, "internal", "an unexpected error; the message says what was being done"},
     };
-    return table;
+    return kTable;
 }
 
 const char* exitCodeName(ExitCode code) {
