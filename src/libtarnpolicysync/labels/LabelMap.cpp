@@ -41,7 +41,7 @@ void traceAnswer(const Answer& answer) {
         for (const auto& [name, ids] : names) {
             traceText(name);
             for (const TARN_ID& id : ids) {
-                // In the order in which operators read a label: its own two words, then the word that marks its kind.
+                // The log has the words in this order: second, third, first.
                 traceWord(id.uiWord[1]);
                 traceWord(id.uiWord[2]);
                 traceWord(id.uiWord[0]);
@@ -97,8 +97,8 @@ int PolicyModuleManagerInterface::verifyLabelResult(LabelAnswer& result) {
         TARN_LOG(kLogNotice, kEmptyAnswer);
     }
     for (const auto& [kind, names] : m_mapFileToGetLabel) {
-        const auto& answered = result[kind];
         for (const std::string& name : names) {
+            const auto& answered = result[kind];  // looking a name up creates its kind, but never the name
             const auto found = answered.find(name);
             if (found == answered.end() || found->second.empty()) {
                 TARN_LOG(kLogNotice, "####WARN: %s %s 未获取到标记", kind.c_str(), name.c_str());

@@ -114,13 +114,11 @@ int PolicyModuleManagerInterface::getFuncId(std::string strNamespace, std::strin
         return 1;
     }
     const std::pair<std::string, std::string> key(strNamespace, functionEntry(strModuleName, strFuncName));
-    {
-        const std::lock_guard<std::mutex> lock(m_mutexFuncId);
-        const auto found = m_mapFuncId.find(key);
-        if (found != m_mapFuncId.end()) {
-            id = static_cast<int>(found->second);
-            return 0;
-        }
+    const std::lock_guard<std::mutex> lock(m_mutexFuncId);
+    const auto found = m_mapFuncId.find(key);
+    if (found != m_mapFuncId.end()) {
+        id = static_cast<int>(found->second);
+        return 0;
     }
     TARN_LOG(kLogError, "####ERROR: in func %s, no module %s function %s.", "getFuncId", strModuleName.c_str(),
              strFuncName.c_str());

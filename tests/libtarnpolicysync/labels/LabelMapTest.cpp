@@ -180,6 +180,15 @@ TEST(VerifyLabelResult, LookingAKindUpCreatesItButNoName) {
     EXPECT_EQ(answer.at("subject_file").size(), 1U);
 }
 
+TEST(VerifyLabelResult, AKindWithoutNamesIsNotLookedUp) {
+    ManagerAccess manager;
+    manager.m_mapFileToGetLabel = {{"object_dir", {}}, {"subject_file", {"/a"}}};
+    Answer answer{{"subject_file", {{"/a", {TARN_ID{{1, 2, 3}}}}}}};
+    manager.verifyLabelResult(answer);
+    EXPECT_EQ(answer.size(), 1U);
+    EXPECT_THAT(testlog::lines(), ElementsAre());
+}
+
 TEST(VerifyLabelResult, TakesNoLock) {
     ManagerAccess manager;
     manager.m_mapFileToGetLabel = {{"object_dir", {"/b"}}};
@@ -453,6 +462,41 @@ TEST_F(Acquisition, TheListMutexesAreTakenEvenForEmptyLists) {
     EXPECT_EQ(manager.parsePolicyData(), 0);
     EXPECT_THAT(trace.steps(), ElementsAre("lock files", "unlock files", "lock devices", "unlock devices",
                                            "lock modules", "unlock modules", "lock policy", "unlock policy"));
+}
+
+// What the log holds whenever a mutex is taken or released.
+std::vector<Line> linesAt(MutexTrace& trace, ManagerAccess& manager, const std::string& wanted) {
+    std::vector<Line> lines;
+    trace.watch([&](const std::string& step) {
+        if (step == wanted) {
+            lines = testlog::lines();
+        }
+    });
+    EXPECT_EQ(manager.parsePolicyData(), 0);
+    trace.watch({});
+    return lines;
+}
+
+TEST_F(Acquisition, TheAnswerIsCheckedAfterTheMutexIsReleased) {
+    registerAll();
+    fake().labels = [](const Request&, Answer& answer) {
+        answer["subject_file"]["/a"] = {TARN_ID{{1, 2, 3}}};
+        return 0;
+    };
+    MutexTrace trace(manager);
+    EXPECT_THAT(linesAt(trace, manager, "unlock files"), ElementsAre());
+    EXPECT_THAT(testlog::lines(),
+                ElementsAre(Line{2, unlabelled("object_pkg", "bash")}, Line{2, unlabelled("subject_file", "/b")}));
+}
+
+TEST_F(Acquisition, WithLogflagTheRequestIsTracedBeforeTheMutexIsTaken) {
+    registerAll();
+    manager.logflag = true;
+    fake().labels = labelAll;
+    MutexTrace trace(manager);
+    EXPECT_THAT(linesAt(trace, manager, "lock files"),
+                ElementsAre(info(3, "m_mapFileToGetLabel信息打印"), info(3, "object_pkg"), info(3, "bash"),
+                            info(3, "subject_file"), info(3, "/b"), info(3, "/a")));
 }
 
 // ---- Traces

@@ -372,6 +372,19 @@ TEST(GetFuncId, BeforeANamespaceMessageNoFunctionIsKnown) {
     EXPECT_THAT(testlog::lines(), ElementsAre(Line{1, "####ERROR: in func getFuncId, no module m function f."}));
 }
 
+TEST(GetFuncId, AMissIsLoggedBeforeItsMutexIsReleased) {
+    ManagerAccess manager;
+    std::vector<std::size_t> linesAtRelease;
+    MutexTrace trace(manager);
+    trace.watch([&](const std::string& step) {
+        if (step == "unlock functions") {
+            linesAtRelease.push_back(testlog::lines().size());
+        }
+    });
+    funcId(manager, "net", "m", "f");
+    EXPECT_THAT(linesAtRelease, ElementsAre(1U));
+}
+
 TEST(GetFuncId, GivesTheNumberOfTheNamespacesFunction) {
     ManagerAccess manager;
     manager.m_mapFuncId[{"net", "m:f"}] = 1;
