@@ -135,6 +135,17 @@ std::string dumpCharacters(const unsigned char* bytes, unsigned long count) {
     return text;
 }
 
+std::string dumpLine(const unsigned char* bytes, unsigned long count) {
+    std::ostringstream line;
+    line.imbue(std::locale::classic());  // a host's locale would group the digits
+    line << std::setfill('0') << std::setw(8) << static_cast<const void*>(bytes) << "  " << std::hex;
+    for (unsigned long i = 0; i < count; ++i) {
+        line << std::setw(2) << static_cast<unsigned int>(bytes[i]) << " ";
+    }
+    line << "  " << dumpCharacters(bytes, count) << "\n";
+    return line.str();
+}
+
 }  // namespace
 
 void writeLog(const char* file, int line, unsigned int level, const char* format, ...) {
@@ -186,19 +197,19 @@ std::int64_t getTimeStamp() {
 void printBytes(const void* data, unsigned long length) {
     static const std::string kRule(43, '-');
     const auto* bytes = static_cast<const unsigned char*>(data);
-    std::ostringstream dump;
-    dump.imbue(std::locale::classic());  // a host's locale would group the digits
-    dump << "\n" << kRule << "\n" << std::setfill('0');
+    std::string dump;
+    const auto show = [&dump](const std::string& text) {
+        dump += text;
+        std::cout.write(text.data(), static_cast<std::streamsize>(text.size()));  // no format flag applies to it
+    };
+    show("\n" + kRule + "\n");
     for (unsigned long start = 0; start < length; start += kDumpWidth) {
         const unsigned long count = std::min(kDumpWidth, length - start);
-        dump << std::setw(8) << static_cast<const void*>(bytes + start) << "  " << std::hex;
-        for (unsigned long i = start; i < start + count; ++i) {
-            dump << std::setw(2) << static_cast<unsigned int>(bytes[i]) << " ";
+        show(dumpLine(bytes + start, count));
+        if (count == kDumpWidth) {
+            std::cout.flush();  // after full lines alone
         }
-        dump << "  " << dumpCharacters(bytes + start, count) << "\n";
     }
-    dump << kRule;
-    const std::string text = dump.str();
-    std::cout.write(text.data(), static_cast<std::streamsize>(text.size())).flush();  // no format flag applies to it
-    TARN_LOG(kLogDump, "%s", text.c_str());
+    show(kRule);
+    TARN_LOG(kLogDump, "%s", dump.c_str());
 }

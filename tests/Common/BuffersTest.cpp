@@ -238,6 +238,31 @@ TEST(SafeMemcpy, refusesWhatTheBoundedCopyRefuses) {
     output.expectUntouchedAt(3);
 }
 
+TEST(SafeMemcpy, refusesASourceThatOverlapsWhatItWouldWrite) {
+    for (const unsigned long distance : {1UL, 3UL}) {
+        for (const bool sourceFirst : {true, false}) {
+            Output output;
+            const unsigned long start = 8;
+            output.cursor += start;
+            output.used = start;
+            const char* source = sourceFirst ? output.cursor - distance : output.cursor + distance;
+            EXPECT_FALSE(output.append(source, 4)) << distance << sourceFirst;
+            EXPECT_EQ(output.cursor, output.bytes.data() + start);
+            EXPECT_EQ(output.used, start);
+            EXPECT_EQ(output.text(), "........" + std::string(4, '\0') + "....");
+        }
+    }
+}
+
+TEST(SafeMemcpy, takesASourceThatOnlyTouchesWhatItWrites) {
+    Output output;
+    ASSERT_TRUE(output.append("abcd", 4));
+    EXPECT_TRUE(output.append(output.cursor - 4, 4));
+    EXPECT_TRUE(output.append(output.cursor + 4, 4));
+    EXPECT_EQ(output.text(), "abcdabcd........");
+    EXPECT_EQ(output.used, 12UL);
+}
+
 TEST(SafeMemcpy, fillsAMessageOfOneMebibyte) {
     constexpr unsigned long kCapacity = 0x100000;
     std::vector<char> buffer(kCapacity);

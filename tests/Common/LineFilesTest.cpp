@@ -231,23 +231,46 @@ TEST_F(ReadFileToVec, readsTheWholeFileInOneGetdelim) {
 
 namespace {
 
-// A stream whose read fails with this error, as it does on a directory.
-auto failingRead(int number) {
-    return interpose::getdelim.replace([number](char**, std::size_t*, int, FILE* stream) -> ssize_t {
-        // A directory in the place of the file: every read of it fails and sets the stream's error flag.
-        const int directory = ::open("/etc/tarn", O_RDONLY | O_DIRECTORY);
-        dup2(directory, fileno(stream));
-        ::close(directory);
-        errno = number;
-        return -1;
-    });
+// Puts a directory in the place of the stream's file: from now on every read fails with EISDIR and sets the stream's
+// error flag.
+void failReads(FILE* stream) {
+    const int directory = ::open("/etc/tarn", O_RDONLY | O_DIRECTORY);
+    dup2(directory, fileno(stream));
+    ::close(directory);
 }
 
 }  // namespace
 
 TEST_F(ReadFileToVec, failsWhenReadingFails) {
     testfiles::write("/etc/tarn/file", "a\n");
-    const auto getdelim = failingRead(EISDIR);
+    const auto getdelim = interpose::getdelim.replace([](char** line, std::size_t* size, int delimiter, FILE* stream) {
+        failReads(stream);
+        const ssize_t length = interpose::getdelim.real(line, size, delimiter, stream);
+        EXPECT_EQ(length, -1);
+        EXPECT_NE(std::ferror(stream), 0);
+        return length;
+    });
+    EXPECT_EQ(read("/etc/tarn/file"), refused("read /etc/tarn/file error: Is a directory"));
+}
+
+TEST_F(ReadFileToVec, namesTheErrorOfTheReadThatFailedFirst) {
+    testfiles::write("/etc/tarn/file", "a\n");
+    const auto getdelim = interpose::getdelim.replace([](char** line, std::size_t* size, int delimiter, FILE* stream) {
+        failReads(stream);
+        const ssize_t length = interpose::getdelim.real(line, size, delimiter, stream);
+        errno = EIO;  // another one than a further read would give
+        return length;
+    });
+    EXPECT_EQ(read("/etc/tarn/file"), refused("read /etc/tarn/file error: Input/output error"));
+}
+
+TEST_F(ReadFileToVec, failsWhenAskingForTheEndFails) {
+    testfiles::write("/etc/tarn/file", "a\n");
+    const auto getdelim = interpose::getdelim.replace([](char**, std::size_t*, int, FILE* stream) -> ssize_t {
+        failReads(stream);
+        errno = ENOMEM;
+        return -1;
+    });
     EXPECT_EQ(read("/etc/tarn/file"), refused("read /etc/tarn/file error: Is a directory"));
 }
 

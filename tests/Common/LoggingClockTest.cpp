@@ -3,6 +3,7 @@
 #include <signal.h>
 #include <stdlib.h>
 
+#include <cerrno>
 #include <chrono>
 #include <ctime>
 #include <regex>
@@ -154,6 +155,23 @@ TEST(DebugSwitch, announcesWithOneWriteToDescriptorOne) {
     raise(SIGUSR1);
     EXPECT_EQ(writes,
               (std::vector<std::pair<int, std::string>>{{1, "Debug mode enabled\n"}, {1, "Debug mode disabled\n"}}));
+}
+
+TEST(DebugSwitch, leavesTheErrnoOfTheInterruptedCode) {
+    enableDebugLog();
+    const auto handler = installed(SIGUSR1).sa_handler;
+    int writes = 0;
+    const auto write = interpose::write.replace([&](int /*fd*/, const void* /*data*/, std::size_t /*count*/) {
+        ++writes;
+        errno = EBADF;
+        return ssize_t{-1};
+    });
+    for (const int number : {ENOENT, 0}) {
+        errno = number;
+        handler(SIGUSR1);
+        EXPECT_EQ(errno, number);
+    }
+    EXPECT_EQ(writes, 2);
 }
 
 TEST(DebugSwitch, ignoresOtherSignals) {

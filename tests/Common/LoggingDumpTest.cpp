@@ -6,7 +6,10 @@
 #include <cstdio>
 #include <iomanip>
 #include <iostream>
+#include <locale>
 #include <numeric>
+#include <sstream>
+#include <streambuf>
 
 #include "Common/Common.h"
 #include "support/Files.h"
@@ -158,17 +161,82 @@ TEST(HexDumpStream, doesNotLendItsFlagsToTheDump) {
     EXPECT_EQ(printed(allBytes().data(), 33), dump(allBytes().data(), 33));
 }
 
+namespace {
+
+// Stands behind std::cout and keeps what had been written at each flush.
+class FlushRecorder : public std::streambuf {
+public:
+    FlushRecorder() : before_(std::cout.rdbuf(this)) {}
+    ~FlushRecorder() override { std::cout.rdbuf(before_); }
+    FlushRecorder(const FlushRecorder&) = delete;
+    FlushRecorder& operator=(const FlushRecorder&) = delete;
+
+    const std::string& text() const { return text_; }
+    const std::vector<std::string>& atFlushes() const { return atFlushes_; }
+
+protected:
+    int_type overflow(int_type byte) override {
+        text_ += static_cast<char>(byte);
+        return byte;
+    }
+    std::streamsize xsputn(const char* text, std::streamsize count) override {
+        text_.append(text, static_cast<std::size_t>(count));
+        return count;
+    }
+    int sync() override {
+        atFlushes_.push_back(text_);
+        return 0;
+    }
+
+private:
+    std::streambuf* before_;
+    std::string text_;
+    std::vector<std::string> atFlushes_;
+};
+
+// The beginning of a dump, up to the end of a line; the first two lines are the line feed and the rule.
+std::string upToLine(const std::string& dump, int line) {
+    std::size_t end = 0;
+    for (; line > 0; --line) {
+        end = dump.find('\n', end) + 1;
+    }
+    return dump.substr(0, end);
+}
+
+// Lets the global locale write digits in groups: "f,f".
+struct GroupedDigits : std::numpunct<char> {
+    std::string do_grouping() const override { return "\1"; }
+    char do_thousands_sep() const override { return ','; }
+};
+
+}  // namespace
+
 TEST(HexDumpStream, isFlushedAfterEveryFullLine) {
-    testfiles::write("/etc/tarn/out", "");
-    std::fflush(nullptr);
-    const int saved = dup(1);
-    ASSERT_NE(std::freopen("/etc/tarn/out", "w", stdout), nullptr);
-    std::setvbuf(stdout, nullptr, _IOFBF, 1 << 20);
-    printBytes(allBytes().data(), 33);
-    const std::string content = testfiles::read("/etc/tarn/out");
-    std::fflush(stdout);
-    dup2(saved, 1);
-    close(saved);
-    const std::string expected = dump(allBytes().data(), 32);
-    EXPECT_EQ(content.substr(0, expected.size() - kRule.size()), expected.substr(0, expected.size() - kRule.size()));
+    const std::string expected = dump(allBytes().data(), 49);
+    const FlushRecorder recorder;
+    printBytes(allBytes().data(), 49);
+    EXPECT_EQ(recorder.text(), expected);
+    EXPECT_EQ(recorder.atFlushes(),
+              (std::vector<std::string>{upToLine(expected, 3), upToLine(expected, 4), upToLine(expected, 5)}));
+}
+
+TEST(HexDumpStream, isNotFlushedWithoutAFullLine) {
+    const FlushRecorder recorder;
+    printBytes(allBytes().data(), 15);
+    EXPECT_EQ(recorder.text(), dump(allBytes().data(), 15));
+    EXPECT_TRUE(recorder.atFlushes().empty());
+}
+
+TEST(HexDumpText, hasNoGroupedDigitsInAnyLocale) {
+    const std::string expected = dump(allBytes().data(), 33);
+    const std::locale before =
+        std::locale::global(std::locale(std::locale::classic(), new GroupedDigits));  // the locale owns it
+    std::ostringstream number;
+    number << 255;
+    EXPECT_EQ(number.str(), "2,5,5");
+    const std::string text = printed(allBytes().data(), 33);
+    const std::vector<testlog::Line> log = testlog::lines();
+    std::locale::global(before);
+    EXPECT_EQ(text, expected);
+    EXPECT_EQ(log, (std::vector<testlog::Line>{{3, escaped(expected)}}));
 }
