@@ -17,9 +17,9 @@ TARN_INTERPOSED_FUNCTIONS(TARN_DEFINE_SLOT)
 
 }  // namespace interpose
 
-// The symbol names are given as labels, so that the headers' own declarations (their exception specifications, the
-// checked variants of fortified builds, the ellipsis of open) don't matter. A caller that passes fewer arguments than
-// the three or four of open and openat leaves garbage in a register that nobody reads.
+// The symbol names are given as labels, so that the headers' own declarations (their noexcept, the checked variants of
+// fortified builds, the ellipsis of open) don't matter. A caller that passes fewer arguments than the three or four of
+// open and openat leaves garbage in a register that nobody reads.
 #define TARN_DEFINE_FUNCTION(name, result, parameters, arguments)                                             \
     extern "C" __attribute__((visibility("default"))) result tarnInterposed_##name parameters __asm__(#name); \
     extern "C" result tarnInterposed_##name parameters {                                                      \
