@@ -3,11 +3,15 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <functional>
 #include <map>
+#include <memory>
 #include <regex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "libtarnpolicysync/Paths.h"
@@ -234,13 +238,27 @@ TEST_F(Pipeline, ALinkToAnotherTreeInPlaceOfTheDirectoryIsRefused) {
                             Line{1, "##ERROR: 临时目录/etc/tarn/.policydata创建失败"}));
 }
 
-// A failing stage: what is done to it, the status, how many of the ordinary lines come before its own, and what is on
-// disk afterwards.
+// The laps of the stopwatch, in their order.
+const std::vector<std::string> kLaps = {"编译策略头", "compileKernelNamespaceMsg", "parsePolicyData",
+                                        "compileFullPolicyMsg"};
+
+// Whether this output is the first laps, so many of them, and nothing else.
+bool showsLaps(const std::string& output, std::size_t laps) {
+    std::string pattern;
+    for (std::size_t lap = 0; lap < laps; ++lap) {
+        pattern += "compileData->" + kLaps[lap] + ":[0-9]+\n";
+    }
+    return std::regex_match(output, std::regex(pattern));
+}
+
+// A failing stage: what is done to it, the status, how many laps and how many of the ordinary lines come before its
+// own, and what is on disk afterwards.
 struct StageFailure {
     std::string name;
     std::map<std::string, int> writeFaults;
     std::function<void(ManagerAccess&)> prepare;
     unsigned int status;
+    std::size_t laps;
     std::size_t linesBefore;
     std::vector<std::string> messages;
     std::vector<std::string> inDirectory;
@@ -282,6 +300,14 @@ TEST_P(FailingStage, WhatWasMadeStaysAndNothingFurtherIsMade) {
     std::vector<std::string> expected = GetParam().sideFiles;
     expected.emplace_back(".policydata");
     EXPECT_THAT(leftBehind(), testing::UnorderedElementsAreArray(expected));
+}
+
+TEST_P(FailingStage, TheStopwatchShowsTheStagesBeforeAlone) {
+    manager.printtime = 1;
+    StdoutCapture output;
+    EXPECT_EQ(compile(), GetParam().status);
+    EXPECT_TRUE(showsLaps(output.finish(), GetParam().laps));
+    EXPECT_EQ(manager.timeMap.count("compileData"), 1U);
 }
 
 TEST_P(FailingStage, TheFullCompileFlagKeepsItsValue) {
@@ -328,6 +354,7 @@ INSTANTIATE_TEST_SUITE_P(
                      {{paths::kBeginMessage, ENOSPC}},
                      nullptr,
                      ENOSPC,
+                     0,
                      2,
                      {"####ERROR: Write /etc/tarn/.policydata/beginmsg" + kWriteFault,
                       "###ERROR: in func compileKernelMsg, write /etc/tarn/.policydata/beginmsg error.",
@@ -338,6 +365,7 @@ INSTANTIATE_TEST_SUITE_P(
                      {{paths::kNamespaceMessage, EPROTO}},
                      nullptr,
                      EPROTO,
+                     1,
                      3,
                      {"####ERROR: Write /etc/tarn/.policydata/namemsg errno: policy delivery order error",
                       "###ERROR: in func compileKernelNamespaceMsg, write /etc/tarn/.policydata/namemsg error.",
@@ -348,6 +376,7 @@ INSTANTIATE_TEST_SUITE_P(
                      {},
                      [](ManagerAccess&) { testfiles::makeDirectories(paths::kSceneInfoTmp); },
                      kMinusOne,
+                     1,
                      3,
                      {"####ERROR: Open /etc/tarn/.scene_info failed",
                       "###ERROR: in func compileKernelNamespaceMsg, write /etc/tarn/.scene_info error.",
@@ -358,6 +387,7 @@ INSTANTIATE_TEST_SUITE_P(
                      {},
                      [](ManagerAccess&) { fake().labels = [](const Request&, Answer&) { return 5; }; },
                      5,
+                     2,
                      4,
                      {"###ERROR: 标记获取接口调用失败, res为5.", "##ERROR: 策略数据获取失败，res为5"},
                      {"beginmsg", "namemsg"},
@@ -366,6 +396,7 @@ INSTANTIATE_TEST_SUITE_P(
                      {},
                      [](ManagerAccess&) { fake().labels = [](const Request&, Answer&) { return -3; }; },
                      0xFFFFFFFD,
+                     2,
                      4,
                      {"###ERROR: 标记获取接口调用失败, res为-3.", "##ERROR: 策略数据获取失败，res为-3"},
                      {"beginmsg", "namemsg"},
@@ -374,6 +405,7 @@ INSTANTIATE_TEST_SUITE_P(
                      {},
                      [](ManagerAccess& manager) { manager.m_mapPolicy["base"].vecPolicy[0].sPermClass = "unknown"; },
                      1,
+                     3,
                      7,
                      {"###ERROR: in func transPerm, wrong perm class unknown.",
                       "####ERROR: in func makeSinglePolicy, transPerm error，permclass is unknown，perm is read",
@@ -386,6 +418,7 @@ INSTANTIATE_TEST_SUITE_P(
             {{paths::kEndMessage, EIO}},
             nullptr,
             EIO,
+            4,
             8,
             {"####ERROR: Write /etc/tarn/.policydata/endmsg errno: failed to get policy data stream from kernel",
              "###ERROR: in func compileKernelMsg, write /etc/tarn/.policydata/endmsg error.",
@@ -396,6 +429,7 @@ INSTANTIATE_TEST_SUITE_P(
                      {},
                      [](ManagerAccess&) { testfiles::makeDirectories(paths::kUserInfoTmp); },
                      kMinusOne,
+                     4,
                      9,
                      {"####ERROR: Open /etc/tarn/.userinfo failed", "###ERROR: in processUserInfo, writeFileData error",
                       "##ERROR: 用户信息存储失败，res为-1"},
@@ -405,22 +439,11 @@ INSTANTIATE_TEST_SUITE_P(
 
 // ---- Stopwatch
 
-const std::vector<std::string> kLaps = {"编译策略头", "compileKernelNamespaceMsg", "parsePolicyData",
-                                        "compileFullPolicyMsg"};
-
-std::string lapPattern(std::size_t laps) {
-    std::string pattern;
-    for (std::size_t lap = 0; lap < laps; ++lap) {
-        pattern += "compileData->" + kLaps[lap] + ":[0-9]+\n";
-    }
-    return pattern;
-}
-
 TEST_F(Pipeline, WithPrinttimeFourLapsAreShown) {
     manager.printtime = 1;
     StdoutCapture output;
     EXPECT_EQ(manager.compileData(), 0U);
-    EXPECT_TRUE(std::regex_match(output.finish(), std::regex(lapPattern(4))));
+    EXPECT_TRUE(showsLaps(output.finish(), 4));
     EXPECT_EQ(manager.timeMap.size(), 1U);
     EXPECT_EQ(manager.timeMap.count("compileData"), 1U);
 }
@@ -432,12 +455,76 @@ TEST_F(Pipeline, WithoutPrinttimeNothingIsShown) {
     EXPECT_THAT(manager.timeMap, IsEmpty());
 }
 
-TEST_F(Pipeline, AFailingStageShowsNoLap) {
+TEST_F(Pipeline, ADirectoryThatCannotBeRemovedOrMadeStartsNoStopwatch) {
     manager.printtime = 1;
-    fake().labels = [](const Request&, Answer&) { return 5; };
     StdoutCapture output;
-    EXPECT_EQ(manager.compileData(), 5U);
-    EXPECT_TRUE(std::regex_match(output.finish(), std::regex(lapPattern(2))));
+    testfiles::write(kDirectory, "a plain file");
+    EXPECT_EQ(manager.compileData(), 1U);
+    ASSERT_EQ(unlink(kDirectory.c_str()), 0);
+    testfiles::link("/etc/tarn/nowhere", kDirectory);
+    EXPECT_EQ(manager.compileData(), 1U);
+    EXPECT_EQ(output.finish(), "");
+    EXPECT_THAT(manager.timeMap, IsEmpty());
+}
+
+// ---- Threads
+
+// The threads that are started meanwhile. Each is held for a while after its work, so that nobody misses its end who
+// does not wait for it.
+class StartedThreads {
+public:
+    StartedThreads()
+        : guard_(interpose::pthread_create.replace(
+              [this](pthread_t* thread, const pthread_attr_t* attributes, void* (*start)(void*), void* argument) {
+                  auto call = std::make_unique<Call>(Call{start, argument, running_});
+                  const int result = interpose::pthread_create.real(thread, attributes, run, call.get());
+                  if (result == 0) {
+                      static_cast<void>(call.release());  // the thread owns it now
+                      ++running_;
+                      ++started_;
+                  }
+                  return result;
+              })) {}
+
+    int started() const { return started_; }
+    int running() const { return running_; }
+
+private:
+    struct Call {
+        void* (*start)(void*);
+        void* argument;
+        std::atomic<int>& running;
+    };
+    static void* run(void* argument) {
+        const std::unique_ptr<Call> call(static_cast<Call*>(argument));
+        void* const result = call->start(call->argument);
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        --call->running;
+        return result;
+    }
+
+    std::atomic<int> started_{0};
+    std::atomic<int> running_{0};
+    decltype(interpose::pthread_create)::Guard guard_;
+};
+
+TEST_F(Pipeline, LeavesNoThreadRunningWhateverItsOutcome) {
+    manager.threadnum = 4;
+    std::vector<PolicyNode>& rules = manager.m_mapPolicy["base"].vecPolicy;
+    rules.resize(5000, rules.front());
+    const std::size_t before = testfiles::list("/proc/self/task").size();
+    for (const char* permClass : {"file", "unknown"}) {
+        rules.back().sPermClass = permClass;
+        const StartedThreads threads;
+        EXPECT_EQ(manager.compileData(), permClass == std::string("file") ? 0U : 1U);
+        EXPECT_EQ(threads.running(), 0) << permClass;
+        EXPECT_GE(threads.started(), 4) << permClass;
+    }
+    // A thread that was waited for may still be listed for a moment.
+    for (int tries = 0; tries < 1000 && testfiles::list("/proc/self/task").size() > before; ++tries) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    EXPECT_EQ(testfiles::list("/proc/self/task").size(), before);
 }
 
 // ---- compileInitData

@@ -155,6 +155,14 @@ TEST(Configuration, TheBoundOfTheThreadCountIsTheProcessorCountNot64) {
     EXPECT_THAT(settings.log, ElementsAre(Line{1, tooManyThreads(3)}));
 }
 
+TEST(Configuration, WithoutAProcessorCountEveryThreadCountIsReportedAndOneIsDerived) {
+    for (const unsigned int number : {1U, 64U, 65535U}) {
+        const Settings settings = read(lineOf("threadnum", std::to_string(number)), 0);
+        EXPECT_EQ(settings.threads, 1U) << number;
+        EXPECT_THAT(settings.log, ElementsAre(Line{1, tooManyThreads(number)})) << number;
+    }
+}
+
 TEST(Configuration, AThreadCountIsCutTo16BitsBeforeItIsJudged) {
     EXPECT_EQ(read("threadnum=65537\n").threads, 1U);
     EXPECT_EQ(read("threadnum=65538\n").threads, 2U);

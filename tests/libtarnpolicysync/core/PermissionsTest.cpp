@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -184,6 +185,60 @@ TEST(ImportPermData, NestingBeyondTheReadersLimitFailsWithOneMessage) {
     }
 }
 
+TEST(ImportPermData, TakesADocumentWhateverComesAfterIt) {
+    for (const std::string after : {"trailing", "{\"dir\": {\"value\": 3}}", "]", "}"}) {
+        Imported imported(kExample + (" " + after));
+        EXPECT_EQ(imported.status, 0) << after;
+        EXPECT_EQ(translate(imported.manager, "file", "write"), (Translation{0, 1, 2})) << after;
+        EXPECT_EQ(translate(imported.manager, "dir", ""), (Translation{1, kNoClass, kNoPerm})) << after;
+    }
+}
+
+TEST(ImportPermData, RefusesACommaBeforeAClosingBracket) {
+    for (const std::string document : {R"({"file": {"value": 1}, })", R"({"file": {"value": 1,}})",
+                                       R"({"file": {"perms": {"read": 1,}}})", "[1,]"}) {
+        testlog::clear();
+        const Imported imported(document);
+        EXPECT_EQ(imported.status, 1) << document;
+        EXPECT_THAT(testlog::lines(), ElementsAre(Line{1, kParseFailed})) << document;
+    }
+}
+
+TEST(ImportPermData, TakesTheLastOfSeveralEqualKeys) {
+    Imported imported(R"({"file": {"value": 8}, "file": {"value": 1, "value": 3, "perms": {"read": 5, "read": 6}}})");
+    EXPECT_EQ(imported.status, 0);
+    EXPECT_EQ(translate(imported.manager, "file", "read"), (Translation{0, 3, 6}));
+}
+
+TEST(ImportPermData, AfterADocumentThatBreaksOffWhatWasReadAnswers) {
+    Imported imported(kExample);
+    testfiles::write(
+        paths::kClassDefinitions,
+        R"({"dir": {"value": 3, "perms": {"list": 5}, "parent": "tree"}, "link": {"value": 4, "perms": {)");
+    EXPECT_EQ(imported.manager.prepareWork(), 1);
+    EXPECT_EQ(translate(imported.manager, "dir", "list"), (Translation{0, 3, 5}));
+    EXPECT_EQ(translate(imported.manager, "link", "list"), (Translation{1, 4, kNoPerm}));
+    EXPECT_EQ(translate(imported.manager, "file", "read"), (Translation{1, kNoClass, kNoPerm}));
+    std::string parent;
+    EXPECT_EQ(imported.manager.getParentClass("dir", parent), 0);
+    EXPECT_EQ(parent, "tree");
+}
+
+TEST(ImportPermData, AFileThatIsMissingEmptyOrBeginsWithNoJsonLeavesTheDefinitionsBefore) {
+    Imported imported(kExample);
+    for (const std::string document : {"", " \n", "classes", "\xef\xbb\xbf{}", "// only a comment\n"}) {
+        testfiles::write(paths::kClassDefinitions, document);
+        EXPECT_EQ(imported.manager.prepareWork(), 1) << document;
+        EXPECT_EQ(translate(imported.manager, "file", "write"), (Translation{0, 1, 2})) << document;
+    }
+    ASSERT_EQ(unlink(paths::kClassDefinitions), 0);
+    EXPECT_EQ(imported.manager.prepareWork(), 1);
+    EXPECT_EQ(translate(imported.manager, "file", "write"), (Translation{0, 1, 2}));
+    testfiles::makeDirectories(paths::kClassDefinitions);
+    EXPECT_EQ(imported.manager.prepareWork(), 1);
+    EXPECT_EQ(translate(imported.manager, "file", "write"), (Translation{0, 1, 2}));
+}
+
 TEST(ImportPermData, LeavesNoFileOpen) {
     testfiles::write(paths::kClassDefinitions, kExample);
     ManagerAccess manager;
@@ -260,6 +315,36 @@ TEST(TransPerm, TakesNumbersAsTheyStand) {
     EXPECT_EQ(high.status, 0);
     EXPECT_EQ(static_cast<unsigned int>(high.classValue), 4294967295U);
     EXPECT_EQ(static_cast<unsigned int>(high.permValue), 2147483648U);
+}
+
+TEST(TransPerm, TakesTruthAndFractionsAsNumbersAndNullAs0) {
+    const std::vector<std::pair<std::string, int>> expectations = {{"true", 1}, {"false", 0}, {"1.5", 1},
+                                                                   {"2e1", 20}, {"007", 7},   {"null", 0}};
+    for (const auto& [text, number] : expectations) {
+        Imported imported(R"({"file": {"value": )" + text + R"(, "perms": {"read": )" + text + "}}}");
+        ASSERT_EQ(imported.status, 0) << text;
+        EXPECT_EQ(translate(imported.manager, "file", "read"), (Translation{0, number, number})) << text;
+    }
+    EXPECT_THAT(testlog::lines(), ElementsAre());
+}
+
+TEST(TransPerm, AClassThatIsNullIsAClassWithoutMembers) {
+    Imported imported(R"({"file": null})");
+    EXPECT_EQ(translate(imported.manager, "file", "read"), (Translation{0, kNoClass, kNoPerm}));
+    EXPECT_THAT(testlog::lines(), ElementsAre());
+}
+
+TEST(TransPerm, PermsThatAreNullHoldNoPermission) {
+    Imported imported(R"({"file": {"value": 1, "perms": null}})");
+    EXPECT_EQ(translate(imported.manager, "file", "read"), (Translation{1, 1, kNoPerm}));
+    EXPECT_THAT(testlog::lines(), ElementsAre(Line{1, wrongPermission("read")}));
+}
+
+TEST(TransPerm, ADocumentThatIsNullHasNoClasses) {
+    Imported imported("null");
+    EXPECT_EQ(imported.status, 0);
+    EXPECT_EQ(translate(imported.manager, "file", "read"), (Translation{1, kNoClass, kNoPerm}));
+    EXPECT_THAT(testlog::lines(), ElementsAre(Line{1, wrongClass("transPerm", "file")}));
 }
 
 TEST(TransPerm, ARootThatIsNoObjectHasNoClasses) {
@@ -343,6 +428,29 @@ TEST(GetParentClass, AClassWithoutParentIsNoError) {
     EXPECT_EQ(parent, "before");
     EXPECT_THAT(testlog::lines(),
                 ElementsAre(Line{4, "###INFO: in func getParentClass, perm class object doesn't have parent. "}));
+}
+
+TEST(GetParentClass, GivesANumberOrATruthAsItsTextAndNullAsNone) {
+    const std::vector<std::pair<std::string, std::string>> expectations = {
+        {"5", "5"}, {"-5", "-5"}, {"1.5", "1.5"}, {"true", "true"}, {"false", "false"}, {"null", ""}, {"\"\"", ""}};
+    for (const auto& [value, text] : expectations) {
+        Imported imported(R"({"file": {"parent": )" + value + "}}");
+        ASSERT_EQ(imported.status, 0) << value;
+        std::string parent = "before";
+        EXPECT_EQ(imported.manager.getParentClass("file", parent), 0) << value;
+        EXPECT_EQ(parent, text) << value;
+    }
+    EXPECT_THAT(testlog::lines(), ElementsAre());
+}
+
+TEST(GetParentClass, AClassThatIsNullHasNoParent) {
+    Imported imported(R"({"file": null})");
+    setLogLevel(4);
+    std::string parent = "before";
+    EXPECT_EQ(imported.manager.getParentClass("file", parent), 1);
+    EXPECT_EQ(parent, "before");
+    EXPECT_THAT(testlog::lines(),
+                ElementsAre(Line{4, "###INFO: in func getParentClass, perm class file doesn't have parent. "}));
 }
 
 TEST(GetParentClass, AnUnknownClassIsRefused) {

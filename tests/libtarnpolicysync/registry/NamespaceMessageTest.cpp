@@ -417,6 +417,46 @@ TEST_F(NamespaceMessage, WithLogflagTheWholeMessageIsDumped) {
     EXPECT_THAT(log[0].text, HasSubstr("01 00 00 00 5d 00 00 00 18 00 00 00 01 00 00 00   ....]...........\\n"));
 }
 
+TEST_F(NamespaceMessage, WithLogflagTheDumpComesBeforeTheFiles) {
+    manager.setNamespaceFuncInfo("net", "m", "f");
+    manager.logflag = true;
+    const StdoutCapture quiet;
+    std::vector<std::size_t> linesAtOpen;
+    auto hook = interpose::open.replace([&](const char* path, int flags, mode_t mode) {
+        if ((flags & O_TRUNC) != 0) {
+            linesAtOpen.push_back(testlog::lines().size());
+        }
+        return interpose::open.real(path, flags, mode);
+    });
+    EXPECT_EQ(manager.compileKernelNamespaceMsg(), 0);
+    EXPECT_THAT(linesAtOpen, ElementsAre(1U, 1U, 1U));
+}
+
+TEST_F(NamespaceMessage, WithLogflagAMessageThatCannotBeWrittenIsDumpedToo) {
+    manager.setNamespaceFuncInfo("net", "m", "f");
+    manager.logflag = true;
+    StdoutCapture output;
+    const WriteFaults faults({{paths::kSceneInfoTmp, ENOSPC}});
+    EXPECT_EQ(manager.compileKernelNamespaceMsg(), ENOSPC);
+    EXPECT_THAT(output.finish(), HasSubstr("  34 12   4."));
+    const std::vector<Line> log = testlog::lines();
+    ASSERT_EQ(log.size(), 3U);
+    EXPECT_EQ(log[0].level, 3);
+    EXPECT_THAT(log[0].text, HasSubstr("  34 12   4."));
+    EXPECT_EQ(log[2], (Line{1, writeError(paths::kSceneInfoTmp)}));
+}
+
+TEST_F(NamespaceMessage, WithLogflagAMessageThatOverflowsIsNotDumped) {
+    manager.m_mapNamespaceFunc["n"] = {std::string(kCapacity, 'x')};
+    manager.logflag = true;
+    StdoutCapture output;
+    expectOverflow(manager, "Failed to copy function name, buffer full");
+    manager.m_mapNamespaceFunc["n"] = {std::string(kCapacity - kHeader - kBlockHead - 1 - kFuncNode, 'x')};
+    testlog::clear();
+    expectOverflow(manager, kEndFull);
+    EXPECT_EQ(output.finish(), "");
+}
+
 TEST_F(NamespaceMessage, WithoutLogflagNothingIsPrinted) {
     manager.setNamespaceFuncInfo("net", "m", "f");
     StdoutCapture output;
