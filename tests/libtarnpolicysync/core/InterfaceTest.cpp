@@ -2,9 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <fstream>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <regex>
+#include <set>
 #include <string>
 #include <tuple>
 #include <type_traits>
@@ -49,6 +52,34 @@ struct Layout {
     std::unique_ptr<int> m_private;
 };
 
+// The tables, their mutexes and the settings, which are closed to hosts.
+#define TARN_TABLES(ENTRY)       \
+    ENTRY(m_mapPolicy)           \
+    ENTRY(m_mutexPolicy)         \
+    ENTRY(m_mapNamespaceFunc)    \
+    ENTRY(m_mutexNamespaceFunc)  \
+    ENTRY(m_mapFileToGetLabel)   \
+    ENTRY(m_mutexFileToGetLabel) \
+    ENTRY(deviceVec)             \
+    ENTRY(deviceVecMutex)        \
+    ENTRY(kmodVec)               \
+    ENTRY(kmodVecMutex)          \
+    ENTRY(m_mapUserUid)          \
+    ENTRY(m_mutexUserUid)        \
+    ENTRY(m_mapNameId)           \
+    ENTRY(m_mutexNameId)         \
+    ENTRY(m_mapFuncId)           \
+    ENTRY(m_mutexFuncId)         \
+    ENTRY(dynamicVarMap)         \
+    ENTRY(dynamicVarMutex)       \
+    ENTRY(classDefRoot)          \
+    ENTRY(threadnum)             \
+    ENTRY(fullCompiled)          \
+    ENTRY(printtime)             \
+    ENTRY(timeMap)               \
+    ENTRY(timeMutex)             \
+    ENTRY(logflag)
+
 template <typename Object, typename Member>
 std::ptrdiff_t offsetIn(const Object& object, const Member& member) {
     return reinterpret_cast<const char*>(&member) - reinterpret_cast<const char*>(&object);
@@ -59,32 +90,8 @@ TEST(Interface, TheMembersOfTheManagerStandInTheirOrderWithTheirTypes) {
     const Layout layout{};
 #define EXPECT_MEMBER(name)                                                               \
     static_assert(std::is_same_v<decltype(ManagerAccess::name), decltype(Layout::name)>); \
-    EXPECT_EQ(offsetIn(manager, manager.name), offsetIn(layout, layout.name)) << #name
-    EXPECT_MEMBER(m_mapPolicy);
-    EXPECT_MEMBER(m_mutexPolicy);
-    EXPECT_MEMBER(m_mapNamespaceFunc);
-    EXPECT_MEMBER(m_mutexNamespaceFunc);
-    EXPECT_MEMBER(m_mapFileToGetLabel);
-    EXPECT_MEMBER(m_mutexFileToGetLabel);
-    EXPECT_MEMBER(deviceVec);
-    EXPECT_MEMBER(deviceVecMutex);
-    EXPECT_MEMBER(kmodVec);
-    EXPECT_MEMBER(kmodVecMutex);
-    EXPECT_MEMBER(m_mapUserUid);
-    EXPECT_MEMBER(m_mutexUserUid);
-    EXPECT_MEMBER(m_mapNameId);
-    EXPECT_MEMBER(m_mutexNameId);
-    EXPECT_MEMBER(m_mapFuncId);
-    EXPECT_MEMBER(m_mutexFuncId);
-    EXPECT_MEMBER(dynamicVarMap);
-    EXPECT_MEMBER(dynamicVarMutex);
-    EXPECT_MEMBER(classDefRoot);
-    EXPECT_MEMBER(threadnum);
-    EXPECT_MEMBER(fullCompiled);
-    EXPECT_MEMBER(printtime);
-    EXPECT_MEMBER(timeMap);
-    EXPECT_MEMBER(timeMutex);
-    EXPECT_MEMBER(logflag);
+    EXPECT_EQ(offsetIn(manager, manager.name), offsetIn(layout, layout.name)) << #name;
+    TARN_TABLES(EXPECT_MEMBER)
 #undef EXPECT_MEMBER
 }
 
@@ -99,37 +106,69 @@ TEST(Interface, TheManagerIsBuiltWithoutArgumentsAndNeverCopied) {
     static_assert(!std::is_move_constructible_v<Manager> && !std::is_move_assignable_v<Manager>);
 }
 
+using Text = std::string;
+using Nodes = std::vector<PolicyNode>;
+
+// Everything that a host may call: name and type.
+#define TARN_HOST_OPERATIONS(ENTRY)                                   \
+    ENTRY(prepareWork, int())                                         \
+    ENTRY(addPolicy, int(Text, PolicyDb&))                            \
+    ENTRY(clearAllPolicy, void())                                     \
+    ENTRY(setNamespaceInfo, int(Text))                                \
+    ENTRY(setNamespaceFuncInfo, int(Text, Text, Text))                \
+    ENTRY(initNamespaceFuncInfo, void())                              \
+    ENTRY(setUidInfo, int(Text, unsigned int))                        \
+    ENTRY(setFileToGetLabelMap, int(Text, Text))                      \
+    ENTRY(addToDeviceVec, int(Text))                                  \
+    ENTRY(addToKmodVec, int(Text))                                    \
+    ENTRY(getParentClass, int(Text, Text&))                           \
+    ENTRY(getCapOid, int(Text, TARN_ID&))                             \
+    ENTRY(compileData, unsigned int())                                \
+    ENTRY(compileInitData, unsigned int())                            \
+    ENTRY(compileSectionPolicy, unsigned int(Text, Text))             \
+    ENTRY(mergeSectionPolicy, int(Text, Text))                        \
+    ENTRY(sendSinglePolicy, unsigned int(const Text&))                \
+    ENTRY(sendSinglePolicyWithFullPath, unsigned int(const Text&))    \
+    ENTRY(sendPolicy, unsigned int())                                 \
+    ENTRY(sendInitPolicy, unsigned int(Text))                         \
+    ENTRY(finalizeTmpFile, int())                                     \
+    ENTRY(modifyDynamicVariable, int(Text, Text, unsigned int, bool)) \
+    ENTRY(sendDynamicInfo, int(Text))                                 \
+    ENTRY(clearDynamicVariableInfo, int())
+
+// The stages, which are closed to hosts.
+#define TARN_STAGES(ENTRY)                                                                      \
+    ENTRY(initConfigInfo, void())                                                               \
+    ENTRY(importPermData, int())                                                                \
+    ENTRY(transPerm, int(Text, Text, int&, int&))                                               \
+    ENTRY(getPolicyType, unsigned int(TARN_ID))                                                 \
+    ENTRY(printTime, void(Text, Text))                                                          \
+    ENTRY(importNameInfo, void())                                                               \
+    ENTRY(getNameId, int(Text, int&))                                                           \
+    ENTRY(getFuncId, int(Text, Text, Text, int&))                                               \
+    ENTRY(compileKernelNamespaceMsg, int())                                                     \
+    ENTRY(verifyLabelResult, int(std::map<Text, std::map<Text, std::vector<TARN_ID>>>&))        \
+    ENTRY(parsePolicyData, int())                                                               \
+    ENTRY(processUserInfo, int())                                                               \
+    ENTRY(makeSinglePolicy, unsigned int(PolicyNode, TARN_ID, TARN_ID, char*&, unsigned long&)) \
+    ENTRY(makeSingleExprPolicy, unsigned int(PolicyNode, ExprNode, char*&, unsigned long&))     \
+    ENTRY(makeSingleDoFuncPolicy, unsigned int(PolicyNode, DoFuncNode, char*&, unsigned long&)) \
+    ENTRY(compileKernelPolicyMsg, int())                                                        \
+    ENTRY(compileSectionPolicyMsg, int(Text, Text))                                             \
+    ENTRY(compileKernelPolicyThread, int(Text, Nodes, Text, std::vector<int>&, std::mutex&))    \
+    ENTRY(sendSinglePolicyInternal, unsigned int(const Text&, bool))                            \
+    ENTRY(initDynamicVariableInfo, int())                                                       \
+    ENTRY(importDynamicVariableInfo, int(Text, std::map<std::tuple<Text, Text>, unsigned int>&, bool))
+
 TEST(Interface, TheOperationsOfTheHostHaveTheirSignatures) {
-    using Text = std::string;
 #define EXPECT_OPERATION(name, ...) \
     using name##Type = __VA_ARGS__; \
-    static_assert(std::is_same_v<decltype(&Manager::name), name##Type Manager::*>)
-    EXPECT_OPERATION(prepareWork, int());
-    EXPECT_OPERATION(addPolicy, int(Text, PolicyDb&));
-    EXPECT_OPERATION(clearAllPolicy, void());
-    EXPECT_OPERATION(setNamespaceInfo, int(Text));
-    EXPECT_OPERATION(setNamespaceFuncInfo, int(Text, Text, Text));
-    EXPECT_OPERATION(initNamespaceFuncInfo, void());
-    EXPECT_OPERATION(setUidInfo, int(Text, unsigned int));
-    EXPECT_OPERATION(setFileToGetLabelMap, int(Text, Text));
-    EXPECT_OPERATION(addToDeviceVec, int(Text));
-    EXPECT_OPERATION(addToKmodVec, int(Text));
-    EXPECT_OPERATION(getParentClass, int(Text, Text&));
-    EXPECT_OPERATION(getCapOid, int(Text, TARN_ID&));
-    EXPECT_OPERATION(compileData, unsigned int());
-    EXPECT_OPERATION(compileInitData, unsigned int());
-    EXPECT_OPERATION(sendSinglePolicy, unsigned int(const Text&));
-    EXPECT_OPERATION(sendSinglePolicyWithFullPath, unsigned int(const Text&));
-    EXPECT_OPERATION(sendPolicy, unsigned int());
-    EXPECT_OPERATION(finalizeTmpFile, int());
-    EXPECT_OPERATION(modifyDynamicVariable, int(Text, Text, unsigned int, bool));
-    EXPECT_OPERATION(sendDynamicInfo, int(Text));
-    EXPECT_OPERATION(clearDynamicVariableInfo, int());
+    static_assert(std::is_same_v<decltype(&Manager::name), name##Type Manager::*>);
+    TARN_HOST_OPERATIONS(EXPECT_OPERATION)
 #undef EXPECT_OPERATION
 }
 
 TEST(Interface, TheFreeFunctionsOfThePublicHeaderHaveTheirSignatures) {
-    using Nodes = std::vector<PolicyNode>;
     static_assert(std::is_same_v<decltype(&isOperator), bool (*)(unsigned int)>);
     static_assert(std::is_same_v<decltype(&postToPreFix), int (*)(std::vector<ExprNode>, std::vector<ExprNode>&)>);
     static_assert(std::is_same_v<decltype(&compileKernelMsg), unsigned int (*)(unsigned int)>);
@@ -139,44 +178,54 @@ TEST(Interface, TheFreeFunctionsOfThePublicHeaderHaveTheirSignatures) {
 }
 
 TEST(Interface, TheStagesHaveTheirSignatures) {
-    using Text = std::string;
 #define EXPECT_STAGE(name, ...)     \
     using name##Type = __VA_ARGS__; \
-    static_assert(std::is_same_v<decltype(&ManagerAccess::name), name##Type Manager::*>)
-    EXPECT_STAGE(initConfigInfo, void());
-    EXPECT_STAGE(importPermData, int());
-    EXPECT_STAGE(transPerm, int(Text, Text, int&, int&));
-    EXPECT_STAGE(getPolicyType, unsigned int(TARN_ID));
-    EXPECT_STAGE(printTime, void(Text, Text));
-    EXPECT_STAGE(importNameInfo, void());
-    EXPECT_STAGE(getNameId, int(Text, int&));
-    EXPECT_STAGE(getFuncId, int(Text, Text, Text, int&));
-    EXPECT_STAGE(compileKernelNamespaceMsg, int());
-    EXPECT_STAGE(verifyLabelResult, int(std::map<Text, std::map<Text, std::vector<TARN_ID>>>&));
-    EXPECT_STAGE(parsePolicyData, int());
-    EXPECT_STAGE(processUserInfo, int());
-    EXPECT_STAGE(compileKernelPolicyMsg, int());
+    static_assert(std::is_same_v<decltype(&ManagerAccess::name), name##Type Manager::*>);
+    TARN_STAGES(EXPECT_STAGE)
 #undef EXPECT_STAGE
 }
 
-// Names that a host can reach. Each template says yes when the expression compiles outside the class.
-template <typename T, typename = void>
-struct ReachesTables : std::false_type {};
-template <typename T>
-struct ReachesTables<T, std::void_t<decltype(std::declval<T&>().m_mapPolicy)>> : std::true_type {};
-template <typename T, typename = void>
-struct ReachesStages : std::false_type {};
-template <typename T>
-struct ReachesStages<T, std::void_t<decltype(std::declval<T&>().parsePolicyData())>> : std::true_type {};
-template <typename T, typename = void>
-struct ReachesPublicCalls : std::false_type {};
-template <typename T>
-struct ReachesPublicCalls<T, std::void_t<decltype(std::declval<T&>().compileData())>> : std::true_type {};
+// Reaches_<member>: whether the name of a member can be used outside the class.
+#define DEFINE_REACHES(name, ...)               \
+    template <typename T, typename = void>      \
+    struct Reaches_##name : std::false_type {}; \
+    template <typename T>                       \
+    struct Reaches_##name<T, std::void_t<decltype(&T::name)>> : std::true_type {};
+TARN_HOST_OPERATIONS(DEFINE_REACHES)
+TARN_STAGES(DEFINE_REACHES)
+TARN_TABLES(DEFINE_REACHES)
+#undef DEFINE_REACHES
 
-TEST(Interface, StagesAndTablesAreClosedToHosts) {
-    static_assert(ReachesPublicCalls<Manager>::value);
-    static_assert(!ReachesTables<Manager>::value && !ReachesStages<Manager>::value);
-    static_assert(ReachesTables<ManagerAccess>::value && ReachesStages<ManagerAccess>::value);
+TEST(Interface, EveryOperationIsOpenToHosts) {
+#define EXPECT_OPEN(name, ...) EXPECT_TRUE(Reaches_##name<Manager>::value) << #name;
+    TARN_HOST_OPERATIONS(EXPECT_OPEN)
+#undef EXPECT_OPEN
+}
+
+TEST(Interface, EveryStageAndTableIsClosedToHostsAndOpenToTheirDerivedClass) {
+#define EXPECT_CLOSED(name, ...)                           \
+    EXPECT_FALSE(Reaches_##name<Manager>::value) << #name; \
+    EXPECT_TRUE(Reaches_##name<ManagerAccess>::value) << #name;
+    TARN_STAGES(EXPECT_CLOSED)
+    TARN_TABLES(EXPECT_CLOSED)
+#undef EXPECT_CLOSED
+}
+
+TEST(Interface, TheListsHoldEveryMemberFunctionOfTheLibrary) {
+#define NAME(name, ...) #name,
+    const std::set<std::string> listed{TARN_HOST_OPERATIONS(NAME) TARN_STAGES(NAME) "PolicyModuleManagerInterface",
+                                       "~PolicyModuleManagerInterface"};
+#undef NAME
+    std::set<std::string> exported;
+    std::ifstream symbols(TARN_SOURCE_DIR "/tests/project/exported-symbols.txt");
+    const std::regex member(R"(^PolicyModuleManagerInterface::(~?\w+)\(.*$)");
+    for (std::string line; std::getline(symbols, line);) {
+        std::smatch match;
+        if (std::regex_match(line, match, member)) {
+            exported.insert(match[1]);
+        }
+    }
+    EXPECT_EQ(exported, listed);
 }
 
 }  // namespace

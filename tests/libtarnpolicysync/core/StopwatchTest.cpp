@@ -2,12 +2,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cerrno>
-#include <chrono>
+#include <iostream>
+#include <locale>
 #include <regex>
 #include <string>
-#include <system_error>
-#include <vector>
+#include <utility>
 
 #include "Common/Common.h"
 #include "support/LogLines.h"
@@ -39,6 +38,18 @@ TEST_F(Stopwatch, SwitchedOffItDoesNothing) {
     EXPECT_EQ(print("stage", "lap"), "");
     EXPECT_THAT(manager.timeMap, IsEmpty());
     EXPECT_THAT(trace.steps(), ElementsAre());
+}
+
+TEST_F(Stopwatch, SwitchedOffItLeavesWhatItMeasuredBefore) {
+    manager.timeMap["stage"] = 5;
+    manager.printtime = 0;
+    EXPECT_EQ(print("stage", ""), "");
+    EXPECT_EQ(print("stage", "lap"), "");
+    EXPECT_THAT(manager.timeMap, ElementsAre(std::pair<const std::string, std::int64_t>("stage", 5)));
+}
+
+TEST_F(Stopwatch, IsSwitchedOffAtFirst) {
+    EXPECT_EQ(ManagerAccess().printtime, 0U);
 }
 
 TEST_F(Stopwatch, AnyNonZeroSwitchTurnsItOn) {
@@ -73,6 +84,18 @@ TEST_F(Stopwatch, ALabelShowsTheMillisecondsSinceTheLastCall) {
     EXPECT_LT(std::stol(match[1]), 5000);
 }
 
+TEST_F(Stopwatch, ALapHasNoGroupedDigitsWhateverTheLocaleOfTheStream) {
+    struct GroupedDigits : std::numpunct<char> {
+        std::string do_grouping() const override { return "\1"; }
+    };
+    manager.timeMap["stage"] = 0;
+    const std::locale before =
+        std::cout.imbue(std::locale(std::locale::classic(), new GroupedDigits));  // the locale owns it
+    const std::string text = print("stage", "lap");
+    std::cout.imbue(before);
+    EXPECT_TRUE(std::regex_match(text, std::regex("stage->lap:[0-9]{13,}\n"))) << text;
+}
+
 TEST_F(Stopwatch, ALabelStoresTheCurrentStamp) {
     manager.timeMap["stage"] = 5;
     const std::int64_t before = getTimeStamp();
@@ -81,9 +104,11 @@ TEST_F(Stopwatch, ALabelStoresTheCurrentStamp) {
     EXPECT_LE(manager.timeMap.at("stage"), getTimeStamp());
 }
 
-TEST_F(Stopwatch, AStageThatWasNeverStartedIsNotFound) {
-    EXPECT_EQ(print("stage", "lap"), "printTime:Not find last time\n");
-    EXPECT_THAT(manager.timeMap, IsEmpty());
+TEST_F(Stopwatch, AStageThatWasNeverStartedIsNotFoundAndNotStarted) {
+    for (const char* label : {"lap", "next"}) {
+        EXPECT_EQ(print("stage", label), "printTime:Not find last time\n");
+        EXPECT_THAT(manager.timeMap, IsEmpty());
+    }
 }
 
 TEST_F(Stopwatch, StagesAreMeasuredApart) {
