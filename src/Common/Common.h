@@ -24,7 +24,12 @@
 //
 // At most 131,071 bytes of the formatted text are kept. TAB, LF, CR, the double quote and the backslash are written
 // as "\t", "\n", "\r", "\"" and "\\", so that a call always gives exactly one line. Where the file can't be opened
-// (it is never opened through a symbolic link) the escaped text goes to standard output without a prefix.
+// (it is never opened through a symbolic link) the escaped text goes to standard output without a prefix. A file whose
+// mode can't be set to 0640 is reported on standard error, by perror("fchmod"), and written all the same.
+//
+// A line begins with the local time, the process id and the level; the long prefix has the place after the process id:
+//     [2024-05-01 10:00:00][4711] [LEVEL:1] text
+//     [2024-05-01 10:00:00][4711](src/Common/DirectoryOps.cpp:42) [LEVEL:1] text
 //
 // Calls setlocale(LC_ALL, "chs") each time, also for a message that the level filters out. May be called from
 // several threads; each line is handed over in one write. Nothing is returned and no error is raised.
@@ -44,7 +49,9 @@ TARN_API std::string GetSystime();
 TARN_API std::int64_t getTimeStamp();
 
 // Prints `length` bytes at `data` as a hex dump, 16 bytes a line with a character column, between two rules of 43
-// dashes, on standard output, and logs the same text at level 3. The format flags of std::cout are left as they were.
+// dashes, on standard output, which is flushed after every full line, and logs the same text at level 3: there it is
+// escaped and cut like any other, and where the log can't be opened it follows on standard output once more. The format
+// flags of std::cout are left as they were.
 TARN_API void printBytes(const void* data, unsigned long length);
 
 // ---- Path safety -------------------------------------------------------------------------------------------------
@@ -71,11 +78,14 @@ TARN_API bool SafeDirectoryExists(const std::string& path);
 // (silent) and an inner path that does not begin with "/etc/tarn/" ("Inner dir must under %s", level 1).
 TARN_API bool SafeMountPrefixConcat(const std::string& prefix, const std::string& inner, std::string& out);
 
-// Checks that `path` is a mount point of "/proc/mounts". 0: it is (the empty path and "/" always are); -1: malformed
-// (relative, trailing "/", "//", a ".." component, a control character); -2: not in the mount table; -3: the mount
-// table can't be read and the path is missing or no directory. A refusal logs one message at level 1, with `label`
-// for the name of the checked value; an unreadable mount table with an existing directory logs a notice at level 2.
-// The comparison is byte for byte: a blank, which the table writes as \040, never matches.
+// Checks that `path` is a mount point of "/proc/mounts". The comparison is byte for byte: a blank, which the table
+// writes as \040, never matches. A refusal logs one message at level 1, with `label` for the name of the checked value.
+// Status:
+//     0   it is (the empty path and "/" always are), or the mount table can't be read and it is a directory (a notice
+//         at level 2)
+//     -1  malformed: relative, trailing "/", "//", a ".." component, a control character
+//     -2  not in the mount table
+//     -3  the mount table can't be read and the path is missing or no directory
 TARN_API int validate_mount_point(const std::string& path, const std::string& label);
 
 // ---- Directory and file operations -------------------------------------------------------------------------------
@@ -84,48 +94,77 @@ TARN_API int validate_mount_point(const std::string& path, const std::string& la
 // with IsSafeAbsolutePath first. Failures are logged at level 1. Nothing is rolled back: a partial removal or copy
 // stays. A null argument throws std::logic_error.
 
-// Removes a directory and everything in it; links inside are removed as links. 0 removed; 1 failure, also when the
-// directory does not exist or the path's last component is empty, "." or "..".
+// Removes a directory and everything in it; links inside are removed as links.
+// Status:
+//     0  removed
+//     1  failure, also when the directory does not exist or the path's last component is empty, "." or ".."
 TARN_API int removeDirectory(const char* path);
 
-// Creates one directory of mode 0750; parents are not created. 0 created; 1 failure, also when it already exists.
+// Creates one directory of mode 0750, less the process's umask; parents are not created.
+// Status:
+//     0  created
+//     1  failure, also when it already exists
 TARN_API int createDirectory(const char* path);
 
-// Renames a file or directory. 0 renamed; 1 the rename failed (silently when the source does not exist); -1 a path
-// was refused or a parent directory could not be opened.
+// Renames a file or directory.
+// Status:
+//     0   renamed
+//     1   the rename failed (silently when the source does not exist)
+//     -1  a path was refused or a parent directory could not be opened
 TARN_API int renameFile(const char* from, const char* to);
 
-// Removes the directory `to` where it exists, then renames `from` to it; in between, `to` does not exist. 0 renamed;
-// 1 a path was refused or the removal failed; else the result of renameFile.
+// Removes the directory `to` where it exists, then renames `from` to it; in between, `to` does not exist.
+// Status:
+//     0   renamed
+//     1   a path was refused, the removal failed, or the rename failed (silently when the source does not exist; the old
+//         directory is then gone)
+//     -1  a parent directory could not be opened, or a path is refused after the removal
 TARN_API int renameDir(const char* from, const char* to);
 
 // Copies a regular file, replacing the content of `to`; not synced. A file that is created gets the permission bits of
-// the source, less the process's umask. 0 copied; 1 failure.
+// the source, less the process's umask.
+// Status:
+//     0  copied
+//     1  failure
 TARN_API int copyFile(const char* from, const char* to);
 
 // Copies a directory tree into `to`, which may exist: files of the same name are overwritten, others are left. Links
-// and files that can't be copied are logged and skipped. 0 copied; 1 a path was refused or a directory failed.
+// and files that can't be copied are logged and skipped. What is created gets mode 0750 or the permission bits of its
+// source, less the process's umask.
+// Status:
+//     0  copied
+//     1  a path was refused or a directory failed; `to` may have been created
 TARN_API int copyDirectory(const char* from, const char* to);
 
 // ---- Line files and data files -----------------------------------------------------------------------------------
 
-// Writes `length` bytes to `path` in one write: open with `flags` and mode 0440, write, fsync, close. The library
-// always passes O_RDWR | O_CREAT | O_TRUNC | O_NOFOLLOW. A short write is neither retried nor reported, because the
-// kernel takes a message in one write or not at all.
-//
-// 0: written. -1: the path was refused by IsSafeAbsolutePath ("####ERROR: Illegal path traversal detected: %s") or
-// could not be opened ("####ERROR: Open %s failed"). A positive result is the errno of the failed write, logged in
-// words (Common/KernelAnswers.h for the kernel's own answers 5, 12, 22, 61, 70, 71 and 74). All at level 1.
+// Writes `length` bytes to `path` in one write: open with `flags`, write, fsync, close. A file that is created gets mode
+// 0440, less the process's umask; one that exists keeps its mode. The library always passes O_RDWR | O_CREAT | O_TRUNC |
+// O_NOFOLLOW. A short write is neither retried nor reported, because the kernel takes a message in one write or not at
+// all. Failures are logged at level 1, a failed write in words (Common/KernelAnswers.h for the kernel's own answers 5,
+// 12, 22, 61, 70, 71 and 74); the file is then there, emptied, with whatever was taken.
+// Status:
+//     0      written
+//     -1     the path was refused by IsSafeAbsolutePath ("####ERROR: Illegal path traversal detected: %s") or could not
+//            be opened ("####ERROR: Open %s failed")
+//     errno  the write failed
 TARN_API int writeFileData(std::string path, const char* data, unsigned long length, unsigned int flags);
 
-// Reads a text file, up to its first NUL byte, into its non-empty lines, which replace what `lines` held. 0: read (with
-// `lines` untouched in the rare case that nothing came and the stream tells neither its end nor an error);
-// 1: absent (silent) or empty, `lines` untouched; -1: refused path, not a regular file (links included) or a read
-// error, logged at level 1, `lines` untouched. With `escapeCheckOnly` the path is only checked with HasPathEscape and
-// may lie below a mount point; else IsSafeAbsolutePath must accept it.
+// Reads a text file, up to its first NUL byte, into its non-empty lines, which replace what `lines` held. With
+// `escapeCheckOnly` the path is only checked with HasPathEscape and may lie below a mount point; else IsSafeAbsolutePath
+// must accept it.
+// Status:
+//     0   read (with `lines` untouched in the rare case that nothing came and the stream tells neither its end nor an
+//         error)
+//     1   absent (silent) or empty, `lines` untouched
+//     -1  refused path, not a regular file (links included) or a read error, logged at level 1, `lines` untouched
 TARN_API int readFileToVecImpl(const std::string& path, std::vector<std::string>& lines, bool escapeCheckOnly);
 
 // readFileToVecImpl(path, lines, false).
+// Status:
+//     0   read
+//     1   absent (silent) or empty, `lines` untouched
+//     -1  refused path, not a regular file (links included) or a read error, logged at level 1, `lines` untouched
 TARN_API int readFileToVec(std::string path, std::vector<std::string>& lines);
 
 // The non-empty pieces of `text` between occurrences of `delimiter`, in order; nothing is trimmed.
@@ -145,8 +184,9 @@ TARN_API std::uint32_t stringToId(const char* name);
 
 // Appends `count` bytes to an output buffer of `capacity` bytes, whose next free byte is `cursor` and of which `used`
 // bytes are filled; cursor and used move on together. True when the bytes were appended or `count` is 0 (`source` may
-// be null then). False, with the cursor where it was, when the cursor or the source is null, the bytes do not fit, or the
-// bounds-checked copy refuses them (source and destination overlap).
+// be null then). False, with the cursor where it was, when the cursor or the source is null, the bytes do not fit, more
+// than 0x7FFFFFFF bytes are free, which the bounds-checked copy does not believe, or the source overlaps the bytes that
+// would be written, which are then zero.
 TARN_API bool safeMemcpy(char*& cursor, unsigned long& used, unsigned long capacity, const void* source,
                          unsigned long count);
 

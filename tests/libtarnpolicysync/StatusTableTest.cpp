@@ -1,108 +1,42 @@
-// Every status that an operation can return stands in the table of its comment, and nothing else does: each test
-// provokes all statuses of one operation and compares them with the header.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+// The statuses of the policy manager's public header.
 #include <unistd.h>
 
-#include <atomic>
-#include <cerrno>
-#include <filesystem>
-#include <map>
-#include <regex>
-#include <set>
-#include <sstream>
-#include <string>
 #include <vector>
 
 #include "libtarnpolicysync/Paths.h"
 #include "support/FakeLabelManager.h"
-#include "support/Files.h"
-#include "support/Interpose.h"
 #include "support/ManagerAccess.h"
-#include "support/StdoutCapture.h"
+#include "support/StatusTables.h"
 #include "support/WriteFaults.h"
 
 namespace {
 
-namespace fs = std::filesystem;
 using fakelabels::Answer;
 using fakelabels::fake;
 using fakelabels::Names;
 using fakelabels::Oids;
 using fakelabels::Request;
-using Statuses = std::set<std::string>;
+using statustables::clearFolder;
+using statustables::documented;
+using statustables::Header;
+using statustables::kLabelError;
+using statustables::readHeader;
+using statustables::testsOf;
 
-constexpr int kLabelError = 1005;   // no errno, no other status
-constexpr int kInjectedErrno = 99;  // of writes that fail on purpose
-constexpr unsigned int kMinusOne = 0xFFFFFFFF;
-
-// ---- The tables of the header
-
-struct Header {
-    std::map<std::string, Statuses> tables;  // operation to the words of its table
-    std::set<std::string> operations;        // everything that returns a status
-};
-
-// A table begins after a comment line that ends in "Status:", a row is a word between 5 and at least 2 blanks, and the
-// declaration that follows is its operation.
-Header readHeader() {
-    std::istringstream text(
-        testfiles::read(std::string(TARN_SOURCE_DIR) + "/src/libtarnpolicysync/PolicyModuleManagerInterface.h"));
-    const std::regex head(R"(^ *// (.* )?Status:$)");
-    const std::regex row(R"(^ *//     ([^ ]+)  +[^ ].*$)");
-    const std::regex declaration(R"(^ *(TARN_API )?(unsigned int|int) (\w+)\(.*$)");
-    Header header;
-    Statuses words;
-    for (std::string line; std::getline(text, line);) {
-        std::smatch match;
-        if (std::regex_match(line, match, declaration)) {
-            header.operations.insert(match[3]);
-            if (!words.empty()) {
-                header.tables[match[3]] = words;
-            }
-            words.clear();
-        } else if (std::regex_match(line, head)) {
-            words.clear();
-        } else if (std::regex_match(line, match, row)) {
-            words.insert(match[1]);
-        } else if (line == "protected:") {
-            break;  // what follows is not for hosts
-        }
-    }
-    return header;
-}
-
-// Statuses as the tables write them.
-std::string word(int status) {
-    if (status == kInjectedErrno || status == EPROTO) {
-        return "errno";
-    }
-    return status == kLabelError ? "label" : std::to_string(status);
-}
-std::string word(unsigned int status) {
-    return status == kMinusOne ? "0xFFFFFFFF" : word(static_cast<int>(status));
-}
-
-// ---- Provoking statuses
-
-void clearFolder(const char* folder) {
-    for (const auto& entry : fs::directory_iterator(folder)) {
-        fs::remove_all(entry.path());
-    }
-}
-
-// Back to an empty machine with class definitions for the rule below and a label manager that answers.
-void reset() {
-    clearFolder("/etc/tarn");
-    clearFolder("/sys/kernel/security/tarn");
-    testfiles::write(paths::kConfiguration, "threadnum=1\n");
-    testfiles::write(paths::kClassDefinitions,
-                     R"({"file": {"value": 1, "perms": {"read": 1}, "parent": "object"}, "object": {}})");
-    fake() = fakelabels::Fake{};
-}
+constexpr char kHeader[] = TARN_SOURCE_DIR "/src/libtarnpolicysync/PolicyModuleManagerInterface.h";
 
 // A manager with something in every table, ready to compile.
 struct Host : ManagerAccess {
+    // Back to an empty machine with class definitions for the rule below and a label manager that answers.
+    static void reset() {
+        clearFolder("/etc/tarn");
+        clearFolder("/sys/kernel/security/tarn");
+        testfiles::write(paths::kConfiguration, "threadnum=1\n");
+        testfiles::write(paths::kClassDefinitions,
+                         R"({"file": {"value": 1, "perms": {"read": 1}, "parent": "object"}, "object": {}})");
+        fake() = fakelabels::Fake{};
+    }
+
     Host() {
         prepareWork();
         setNamespaceFuncInfo("net", "m", "f");
@@ -125,95 +59,8 @@ struct Host : ManagerAccess {
 
 const std::string kEntry = std::string(paths::kKernelParameters) + "net/v";
 
-// A function that fails at its n-th call.
-struct Fault {
-    int failing;
-    std::atomic<int> calls{0};
-
-    bool strikes() { return ++calls == failing; }
-    bool wasReached() const { return calls >= failing; }
-};
-
-template <typename Result, typename... Arguments>
-auto failNth(interpose::Slot<Result(Arguments...)>& slot, Fault& fault, Result failure) {
-    return slot.replace([&slot, &fault, failure](Arguments... arguments) -> Result {
-        if (fault.strikes()) {
-            errno = kInjectedErrno;
-            return failure;
-        }
-        return slot.real(arguments...);
-    });
-}
-
-// Collects the statuses that one operation gives and in the end compares them with its table.
-class Provoked {
-public:
-    explicit Provoked(std::string operation) : operation_(std::move(operation)) {}
-    ~Provoked() {
-        const Header header = readHeader();
-        const auto table = header.tables.find(operation_);
-        if (table == header.tables.end()) {
-            ADD_FAILURE() << operation_ << " has no table of statuses";
-        } else {
-            EXPECT_EQ(statuses_, table->second) << operation_;
-        }
-    }
-    Provoked(const Provoked&) = delete;
-    Provoked& operator=(const Provoked&) = delete;
-
-    // One call on a fresh machine, after the preparation. What the library prints is not shown.
-    template <typename Prepare, typename Call>
-    void by(Prepare prepare, Call call) {
-        reset();
-        Host host;
-        const StdoutCapture quiet;
-        prepare(host);
-        statuses_.insert(word(call(host)));
-    }
-    template <typename Call>
-    void by(Call call) {
-        by([](Host&) {}, call);
-    }
-
-    // The call again and again, each time with one more call of a C function failing, until none is left.
-    template <typename Prepare, typename Call>
-    void byFaults(Prepare prepare, Call call) {
-        sweep(interpose::open, -1, prepare, call);
-        sweep(interpose::openat, -1, prepare, call);
-        sweep(interpose::read, ssize_t{-1}, prepare, call);
-        sweep(interpose::write, ssize_t{-1}, prepare, call);
-        sweep(interpose::fsync, -1, prepare, call);
-        sweep(interpose::close, -1, prepare, call);
-        sweep(interpose::access, -1, prepare, call);
-        sweep(interpose::lstat, -1, prepare, call);
-        sweep(interpose::fstatat, -1, prepare, call);
-        sweep(interpose::realpath, static_cast<char*>(nullptr), prepare, call);
-        sweep(interpose::mkdir, -1, prepare, call);
-        sweep(interpose::unlinkat, -1, prepare, call);
-        sweep(interpose::unlink, -1, prepare, call);
-        sweep(interpose::renameat, -1, prepare, call);
-        sweep(interpose::fdopendir, static_cast<DIR*>(nullptr), prepare, call);
-        sweep(interpose::fdopen, static_cast<FILE*>(nullptr), prepare, call);
-        sweep(interpose::getdelim, ssize_t{-1}, prepare, call);
-        sweep(interpose::pthread_create, EAGAIN, prepare, call);
-    }
-
-private:
-    template <typename Slot, typename Result, typename Prepare, typename Call>
-    void sweep(Slot& slot, Result failure, Prepare prepare, Call call) {
-        bool reached = true;
-        for (int failing = 1; reached; ++failing) {
-            Fault fault{failing};
-            by(prepare, [&](Host& host) {
-                const auto guard = failNth(slot, fault, failure);
-                return call(host);
-            });
-            reached = fault.wasReached();
-        }
-    }
-
-    std::string operation_;
-    Statuses statuses_;
+struct Provoked : statustables::Provoked<Host> {
+    explicit Provoked(const std::string& operation) : statustables::Provoked<Host>(kHeader, operation) {}
 };
 
 const auto kNothing = [](Host&) {};
@@ -462,25 +309,13 @@ TEST(StatusesOf, clearDynamicVariableInfo) {
 }
 
 TEST(StatusTables, StandForEveryOperationThatReturnsAStatus) {
-    const Header header = readHeader();
-    std::set<std::string> documented;
-    for (const auto& entry : header.tables) {
-        documented.insert(entry.first);
-    }
-    EXPECT_EQ(documented, header.operations);
-    EXPECT_GE(documented.size(), 22U);
+    const Header header = readHeader(kHeader);
+    EXPECT_EQ(documented(header), header.operations);
+    EXPECT_GE(header.tables.size(), 22U);
 }
 
 TEST(StatusTables, AreAllProvokedByATestOfTheirName) {
-    std::set<std::string> tested;
-    const testing::UnitTest& unit = *testing::UnitTest::GetInstance();
-    for (int index = 0; index < unit.total_test_suite_count(); ++index) {
-        const testing::TestSuite& suite = *unit.GetTestSuite(index);
-        for (int test = 0; std::string(suite.name()) == "StatusesOf" && test < suite.total_test_count(); ++test) {
-            tested.insert(suite.GetTestInfo(test)->name());
-        }
-    }
-    EXPECT_EQ(tested, readHeader().operations);
+    EXPECT_EQ(testsOf("StatusesOf"), readHeader(kHeader).operations);
 }
 
 }  // namespace
