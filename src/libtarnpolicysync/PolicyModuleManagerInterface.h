@@ -17,10 +17,16 @@
 // trees. Where a status is unsigned, -1 reads 0xFFFFFFFF. In the lists below, "errno" stands for any errno of a failed
 // write and "label" for any error code of the label manager.
 //
-// One host drives one object, and only one process at a time may work on the files under "/etc/tarn". Setters and
-// modifyDynamicVariable may be called from several threads; nothing may be registered or changed while a compilation
-// or delivery runs. A mutex that can't be locked throws std::system_error, an allocation that fails std::bad_alloc; in
-// a compiler thread either of them fails the rules of that thread instead, and the compilation returns 1.
+// One host drives one object, and only one process at a time may work on the files under "/etc/tarn". From several
+// threads at once may be called:
+//   - addPolicy, the set... and addTo... operations, initNamespaceFuncInfo and clearAllPolicy, while no compilation or
+//     delivery runs;
+//   - modifyDynamicVariable and sendDynamicInfo at any time;
+//   - getCapOid at any time, and getParentClass while no prepareWork runs, neither of which touches a compilation.
+// Everything else, construction, destruction and prepareWork included, is for one thread at a time.
+//
+// A mutex that can't be locked throws std::system_error, an allocation that fails std::bad_alloc; in a compiler thread
+// either of them fails the rules of that thread instead, and the compilation returns 1.
 //
 // Size and order of the members are part of the binary interface.
 #ifndef TARN_POLICY_MODULE_MANAGER_INTERFACE_H
@@ -81,14 +87,18 @@ class TARN_API PolicyModuleManagerInterface {
 public:
     // Reads "/etc/tarn/tarn-policy.conf" (threadnum, printtime, loglevel, logflag), the name numbers of
     // "/etc/tarn/scene_info" and the dynamic variables of "/etc/tarn/dynamicinfo". Missing files are no error; bad
-    // lines are logged and skipped. Sets the process-wide log level.
+    // lines are logged and skipped. A file that can't be read, and a link or directory in its place, gives one line at
+    // level 1 and counts as missing. Sets the process-wide log level. Exceptions, as for want of memory, reach the host.
     PolicyModuleManagerInterface();
+    // Releases the tables and takes no mutex: no other call may be running. Files and kernel stay as they are.
     ~PolicyModuleManagerInterface();
     PolicyModuleManagerInterface(const PolicyModuleManagerInterface&) = delete;
     PolicyModuleManagerInterface& operator=(const PolicyModuleManagerInterface&) = delete;
 
     // Loads the class definitions "/etc/tarn/tarn-main/class-def.conf", which every compilation of rules needs. A later
-    // call replaces them, a failing one may leave none.
+    // call replaces them. After a failing one those from before stay, where the file is missing, empty or begins with
+    // no JSON, or what was read before the mistake takes their place. A host that passes over the status therefore
+    // compiles with old or partial definitions.
     // Status:
     //     0  loaded
     //     1  missing or not valid JSON, logged at level 1
@@ -99,8 +109,9 @@ public:
     //     0  stored
     int addPolicy(std::string key, PolicyDb& db);
 
-    // Empties functions, namespaces, rules, files to label, devices, kernel modules and users. Name numbers, dynamic
-    // variables, class definitions and configuration stay.
+    // Empties functions, namespaces, rules, files to label, devices, kernel modules and users, in this order, each
+    // under its mutex alone; where a lock throws, that table and those after it stay. Name numbers, dynamic variables,
+    // class definitions, configuration, lap times and the mark of a full compilation (sendPolicy) stay.
     void clearAllPolicy();
 
     // Registers a namespace without functions; one that is known keeps its functions.
@@ -117,7 +128,8 @@ public:
     int setNamespaceFuncInfo(std::string strNamespace, std::string strKmodName, std::string strFuncName);
 
     // Adds the namespaces and functions of "/etc/tarn/funcinfo", those of the last finished set, to those registered. A
-    // missing file is no error; bad lines are logged at level 1 and skipped.
+    // missing file is no error; bad lines are logged at level 1 and skipped. A file that can't be read, and a link or
+    // directory in its place, gives one line at level 1 and adds nothing.
     void initNamespaceFuncInfo();
 
     // Stores the numeric identifier of a user name, replacing an earlier one.
@@ -146,11 +158,12 @@ public:
     //     1  empty name, logged at level 1
     int addToKmodVec(std::string kmod);
 
-    // Gives the name of the class that a permission class derives from.
+    // Gives the name of the class that a permission class derives from. A number or truth value in its place comes as
+    // its text, null as the empty text.
     // Status:
     //     0  `parent` is set
-    //     1  unknown class or definitions that hold something else in its place (level 1), or a class without parent
-    //        (level 4); `parent` is as it was
+    //     1  unknown class, or definitions where an object or array stands for the name or anything but an object or
+    //        null for the class (level 1), or a class without parent (level 4); `parent` is as it was
     int getParentClass(std::string className, std::string& parent);
 
     // Stores the number of a capability, named in any letter case, in the first word of `oid`; the other words stay.
@@ -160,9 +173,13 @@ public:
     int getCapOid(std::string capName, TARN_ID& oid);
 
     // Compiles everything registered into "/etc/tarn/.policydata", which is removed and made anew, with the side files
-    // "/etc/tarn/.scene_info", ".funcinfo" and ".userinfo". Asks the label manager for labels and identifiers. After a
-    // failure the partial directory stays until the next compilation. From a success on, until a section is compiled,
-    // this object's sendPolicy drops the dynamic variables.
+    // "/etc/tarn/.scene_info", ".funcinfo" and ".userinfo". Asks the label manager for labels and identifiers. Loads no
+    // class definitions (prepareWork) and clears no table (clearAllPolicy). From a success on, until a section is
+    // compiled, this object's sendPolicy drops the dynamic variables.
+    //
+    // After a failure everything stays that was made until then: the partial directory, until the next compilation,
+    // and the side files as far as it came (".scene_info" before the namespace message, ".funcinfo" after it,
+    // ".userinfo" last). Those that it did not reach are an earlier compilation's, where there are any.
     // Status:
     //     0           compiled
     //     1           directory, namespace message or rules failed (a policy message that could not be written, too)

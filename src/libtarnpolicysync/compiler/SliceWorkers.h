@@ -1,5 +1,5 @@
-// The compiler threads of one compilation. They serve one section after another, which spares a thread start for each
-// of many small sections; a section is finished before the next begins.
+// The compiler threads of one compilation. They serve one rule group after another, which spares a thread start for
+// each of many small ones; a rule group is finished before the next begins.
 #ifndef TARN_COMPILER_SLICE_WORKERS_H
 #define TARN_COMPILER_SLICE_WORKERS_H
 
