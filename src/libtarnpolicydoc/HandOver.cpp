@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <map>
 #include <tuple>
 
 #include "libtarnpolicydoc/Plan.h"
@@ -132,6 +133,24 @@ bool handOver(const PolicyDocument& document, const Plan& plan, const Labels& la
     const bool read =
         forEachRule(document, false, diagnostics, [&work](const LocatedRule& located) { return work.visit(located); });
     return read && work.complete();
+}
+
+bool handOverSection(const PolicyDocument& document, const Plan& plan, const MessageGroup& section,
+                     Diagnostics& diagnostics, const GroupTaker& take) {
+    std::map<std::string, PolicyDb> groups;
+    std::size_t count = 0;
+    const bool read = forEachRule(document, false, diagnostics, [&](const LocatedRule& located) {
+        if (located.rule.strNamespace == section.nameSpace && located.rule.strGroup == section.group) {
+            const RuleGroup& group = document.groups[located.group];
+            PolicyDb& db = groups[group.key];
+            std::tie(db.uiFirst, db.uiSecond, db.uiThird) = std::tie(group.words[0], group.words[1], group.words[2]);
+            db.vecPolicy.push_back(located.rule);
+            ++count;
+        }
+        return true;
+    });
+    return read && count == plan.rules.size() &&
+           std::all_of(groups.begin(), groups.end(), [&take](auto& entry) { return take(entry.first, entry.second); });
 }
 
 }  // namespace policydoc

@@ -7,6 +7,7 @@
 #include "libtarnmessage/RecordSize.h"
 #include "libtarnpolicydoc/FileNames.h"
 #include "libtarnpolicydoc/RecordWindow.h"
+#include "libtarnpolicysync/Paths.h"
 
 namespace policydoc {
 
@@ -156,6 +157,24 @@ void placeAsGiven(const PolicyDocument& document, Plan& plan) {
         const RuleOutcome& rule = plan.rules[index];
         plan.keys[rule.group].rules.push_back({index, 0, rule.subjects, 0, rule.objects});
     }
+}
+
+void placeAsSection(const PolicyDocument& document, const MessageGroup& section, Plan& plan) {
+    if (plan.rules.empty()) {
+        return;
+    }
+    PlannedKey key;
+    for (std::uint32_t index = 0; index < plan.rules.size(); ++index) {
+        key.rules.push_back({index, 0, plan.rules[index].subjects, 0, plan.rules[index].objects});
+    }
+    const auto keyOf = [&](const PlannedRule& part) -> const std::string& {
+        return document.groups[plan.rules[part.rule].group].key;
+    };
+    std::stable_sort(key.rules.begin(), key.rules.end(),
+                     [&](const PlannedRule& a, const PlannedRule& b) { return keyOf(a) < keyOf(b); });
+    key.group = plan.rules[key.rules.back().rule].group;
+    key.key = paths::sectionKey(keyOf(key.rules.back()), section.nameSpace, section.group);
+    plan.keys.push_back(std::move(key));
 }
 
 void placeWithSplits(const PolicyDocument& document, const PlanOptions& options, Plan& plan) {

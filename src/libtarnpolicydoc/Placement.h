@@ -13,6 +13,10 @@ void placeAsGiven(const PolicyDocument& document, Plan& plan);
 // itself makes meet are left to the caller to find.
 void placeWithSplits(const PolicyDocument& document, const PlanOptions& options, Plan& plan);
 
+// Fills plan.keys as the compilation of a section does: all rules in order of their keys, in files named after the last
+// of these keys and the section.
+void placeAsSection(const PolicyDocument& document, const MessageGroup& section, Plan& plan);
+
 }  // namespace policydoc
 
 #endif

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 #include <set>
+#include <tuple>
 #include <unordered_map>
 
 #include "libtarnmessage/RecordSize.h"
@@ -28,6 +29,7 @@ public:
 
 private:
     bool collectRules();
+    bool isWanted(const LocatedRule& located);
     void collect(const LocatedRule& located);
     std::uint32_t messageGroupOf(const PolicyNode& rule);
     void sumUp();
@@ -44,6 +46,7 @@ private:
     Diagnostics& diagnostics_;
     Plan plan_;
     std::unordered_map<std::string, std::uint32_t> messageGroupIndex_;
+    std::set<std::tuple<std::string, std::string, std::string>> othersSeen_;
 };
 
 std::uint32_t Planner::messageGroupOf(const PolicyNode& rule) {
@@ -56,7 +59,23 @@ std::uint32_t Planner::messageGroupOf(const PolicyNode& rule) {
     return entry->second;
 }
 
+// False for a rule outside of the section that is planned.
+bool Planner::isWanted(const LocatedRule& located) {
+    const MessageGroup names{located.rule.strNamespace, located.rule.strGroup};
+    if (!options_.section || names == *options_.section) {
+        return true;
+    }
+    const std::string& key = document_.groups[located.group].key;
+    if (othersSeen_.emplace(key, names.nameSpace, names.group).second) {
+        plan_.others.push_back({key, names});
+    }
+    return false;
+}
+
 void Planner::collect(const LocatedRule& located) {
+    if (!isWanted(located)) {
+        return;
+    }
     PolicyNode rule = located.rule;
     resolve(rule, labels_);
     RuleOutcome outcome;
@@ -126,7 +145,10 @@ void Planner::findOverflows() {
                           " bytes before it is full, in a group of " + std::to_string(overflow.groupBytes) + " bytes",
                       "at most " + std::to_string(kernelmsg::kMessageCapacity) + " bytes for each " +
                           std::to_string(kernelmsg::kRecordsPerMessage) + " records in a row",
-                      "let the tool spread the rules over several keys, or move rules to another key by hand"});
+                      options_.section
+                          ? "apply the whole policy, which spreads the rules over several keys; a section is gathered "
+                            "from all keys and cut again"
+                          : "let the tool spread the rules over several keys, or move rules to another key by hand"});
     }
 }
 
@@ -156,7 +178,10 @@ std::optional<Plan> Planner::run() {
     if (!collectRules() || diagnostics_.mistakes() != mistakesBefore) {
         return std::nullopt;
     }
-    if (options_.split) {
+    if (options_.section) {
+        placeAsSection(document_, *options_.section, plan_);
+        findOverflows();
+    } else if (options_.split) {
         placeWithSplits(document_, options_, plan_);
     } else {
         placeAsGiven(document_, plan_);

@@ -17,17 +17,23 @@
 
 namespace policydoc {
 
+// Rules of one namespace and group share messages.
+struct MessageGroup {
+    std::string nameSpace;
+    std::string group;
+
+    bool operator==(const MessageGroup& other) const { return nameSpace == other.nameSpace && group == other.group; }
+    bool operator!=(const MessageGroup& other) const { return !(*this == other); }
+};
+
 struct PlanOptions {
     unsigned int threads = 1;          // the library's compiler threads
     bool split = true;                 // false: every group keeps its key; an overflow is a mistake
     std::uint32_t maxRulesPerKey = 0;  // 0: no limit. Smaller groups need less memory while they compile
     std::function<void(std::uint64_t rules)> progress;  // called now and then; may be empty
-};
-
-// Rules of one namespace and group share messages.
-struct MessageGroup {
-    std::string nameSpace;
-    std::string group;
+    // The compilation of this section alone. It takes the section's rules from all keys and cuts them anew, so that
+    // nothing can be split.
+    std::optional<MessageGroup> section;
 };
 
 // One rule of the document and what becomes of it.
@@ -69,10 +75,18 @@ struct PlannedFile {
     std::uint64_t bytes = 0;  // header and end number included
 };
 
+// A key and a message group that the document brings together.
+struct RuleOrigin {
+    std::string key;
+    MessageGroup names;
+};
+
 struct Plan {
     std::vector<MessageGroup> messageGroups;
-    std::vector<RuleOutcome> rules;  // every rule of the document, in order
-    std::vector<PlannedKey> keys;    // in the order of their groups; the library compiles them in order of their names
+    std::vector<RuleOutcome> rules;  // every rule of the document (of the section), in order
+    std::vector<PlannedKey> keys;    // in the order of their groups; the library compiles them in order of their names.
+                                     // For a section one entry, with the stem of its file names for a key
+    std::vector<RuleOrigin> others;  // for a section: where the rules outside of it come from
     std::vector<PlannedFile> files;  // policy messages, sorted by name
     std::uint64_t records = 0;
     std::uint64_t bytes = 0;  // of all policy messages
@@ -96,6 +110,11 @@ using GroupTaker = std::function<bool(const std::string& key, PolicyDb& group)>;
 // carry identifiers. False when the files have changed or can't be read (reported) or the taker said no.
 bool handOver(const PolicyDocument& document, const Plan& plan, const Labels& labels, Diagnostics& diagnostics,
               const GroupTaker& take);
+
+// The same for the plan of a section: its rules alone, undivided, under the keys of their groups, in order of the keys.
+// Keys without a rule of the section are left out.
+bool handOverSection(const PolicyDocument& document, const Plan& plan, const MessageGroup& section,
+                     Diagnostics& diagnostics, const GroupTaker& take);
 
 // "policy.json:17 /groups/base/rules/17" or "rules.jsonl:5".
 std::string ruleName(const PolicyDocument& document, const RuleOutcome& rule);

@@ -50,6 +50,12 @@ inline std::string sectionTag(const std::string& nameSpace, const std::string& g
     return "_" + nameSpace + "_" + group + "_";
 }
 
+// What stands in the place of the key in the names of the files of a section: keyStem of it is the key of the section's
+// last rule, followed by the tag.
+inline std::string sectionKey(const std::string& key, const std::string& nameSpace, const std::string& group) {
+    return key + "_" + nameSpace + "_" + group;
+}
+
 // The prefix of the files that one compiler thread writes.
 inline std::string slicePrefix(const std::string& stem, std::size_t slice) {
     return stem + std::to_string(slice);

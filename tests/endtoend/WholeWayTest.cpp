@@ -1,11 +1,8 @@
 // From the host's calls to the bytes that the simulated kernel took: random rule sets, read back and compared with the
 // model. And a refusal of the kernel at each message with each errno.
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <array>
-#include <cstdlib>
 #include <filesystem>
 #include <set>
 #include <sstream>
@@ -13,6 +10,7 @@
 #include <vector>
 
 #include "NamedPolicy.h"
+#include "SimulatedKernel.h"
 #include "libtarnpolicysync/Paths.h"
 #include "support/Bytes.h"
 #include "support/Files.h"
@@ -22,37 +20,9 @@
 
 namespace {
 
-constexpr char kControl[] = "/sys/kernel/security/tarn/.sim/control";
-constexpr char kTranscript[] = "/sys/kernel/security/tarn/.sim/transcript";
-constexpr char kMessages[] = "/sys/kernel/security/tarn/.sim/messages";
-
-// The simulator is up when its control node is there; the sandbox names what it found.
-bool simulated() {
-    const char* kernel = std::getenv("TARN_SANDBOX_KERNEL");
-    return kernel != nullptr && std::string(kernel) == "fuse";
-}
-
-void tell(const std::string& command) {
-    const int fd = open(kControl, O_WRONLY);
-    ASSERT_GE(fd, 0);
-    EXPECT_EQ(write(fd, command.data(), command.size()), static_cast<ssize_t>(command.size())) << command;
-    close(fd);
-}
-
-// The messages of the set in force, cut by the length in their headers.
-std::vector<std::string> messagesInForce() {
-    const std::string all = testfiles::read(kMessages);
-    std::vector<std::string> result;
-    for (std::size_t offset = 0; offset + 20 <= all.size();) {
-        std::size_t length = 0;
-        for (std::size_t byte = 4; byte-- > 0;) {
-            length = length << 8U | static_cast<unsigned char>(all[offset + 4 + byte]);
-        }
-        result.push_back(all.substr(offset, length));
-        offset += length < 20 ? all.size() : length;
-    }
-    return result;
-}
+using simulated::kTranscript;
+using simulated::messagesInForce;
+using simulated::tell;
 
 std::vector<std::string> transcriptLines() {
     std::istringstream text(testfiles::read(kTranscript));
@@ -66,7 +36,7 @@ std::vector<std::string> transcriptLines() {
 class WholeWay : public testing::Test {
 protected:
     void SetUp() override {
-        if (!simulated()) {
+        if (!simulated::isThere()) {
             GTEST_SKIP() << "needs a kernel entry that refuses: the simulator on FUSE";
         }
         tell("reset\n");
@@ -94,11 +64,7 @@ TEST_F(WholeWay, RandomRuleSetsArriveAsTheModelSays) {
         ASSERT_GE(messages.size(), 3U);
         EXPECT_TRUE(testbytes::same(model::beginMessage(), messages.front()));
         EXPECT_TRUE(testbytes::same(model::endMessage(), messages.back()));
-        std::map<std::string, std::string> policies;
-        for (std::size_t index = 2; index + 1 < messages.size(); ++index) {
-            policies[std::to_string(index)] = messages[index];
-        }
-        EXPECT_TRUE(testbytes::sameList(model::allRecords(numbers, policy.model().groups), model::recordsOf(policies)))
+        EXPECT_TRUE(testbytes::sameList(model::allRecords(numbers, policy.model().groups), simulated::recordsInForce()))
             << "seed " << seed;
     }
     EXPECT_TRUE(testlog::lines(1).empty());

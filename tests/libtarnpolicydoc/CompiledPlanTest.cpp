@@ -66,6 +66,41 @@ void compileAndCompare(const PolicyDocument& document, const Labels& labels, uns
     EXPECT_EQ(compiledSizes(), plannedSizes(plan));
 }
 
+// The section of one namespace and group, over three keys, in order of the keys and not of the document.
+TEST(CompiledPlanTest, ASectionGivesThePlannedFiles) {
+    testfiles::write("/etc/tarn/tarn-main/class-def.conf", R"({"file":{"value":1,"perms":{"read":1}}})");
+    testfiles::write("/etc/tarn/labels.json", R"({"format":"tarn-labels","version":1})");
+    const PolicyDocument document =
+        documentOf({{"z", {rule("n", "g", 3, 2, 0), rule("n", "h", 1, 1, 0), rule("n", "g", 0, 3, 0)}},
+                    {"a", {rule("o", "g", 5, 5, 0), rule("n", "g", 90, 120, 0, 7), rule("n", "g", 1, 1, 400)}},
+                    {"m", {rule("n", "g", 2, 2, 50)}},
+                    {"q", {rule("o", "g", 1, 1, 0)}}});
+    for (const unsigned int threads : {1U, 3U, 8U}) {
+        PlanOptions options;
+        options.threads = threads;
+        options.section = MessageGroup{"n", "g"};
+        const Plan plan = planOf(document, options);
+        ASSERT_EQ(plan.rules.size(), 5U);
+        EXPECT_EQ(plan.others.size(), 3U);
+        ManagerAccess manager;
+        manager.threadnum = static_cast<std::uint16_t>(threads);
+        ASSERT_EQ(manager.prepareWork(), 0);
+        registerAll(document, manager);
+        Diagnostics diagnostics;
+        std::vector<std::string> keys;
+        ASSERT_TRUE(
+            handOverSection(document, plan, *options.section, diagnostics, [&](const std::string& key, PolicyDb& db) {
+                keys.push_back(key);
+                return manager.addPolicy(key, db) == 0;
+            }));
+        EXPECT_EQ(keys, (std::vector<std::string>{"a", "m", "z"}));
+        ASSERT_EQ(manager.compileData(), 0U);
+        ASSERT_EQ(manager.compileSectionPolicy("n", "g"), 0U);  // replaces all of it
+        EXPECT_EQ(compiledSizes(), plannedSizes(plan)) << threads << " threads";
+        EXPECT_EQ(plannedSizes(plan).count("z_n_g_0_n_g_0"), 1U);
+    }
+}
+
 TEST(CompiledPlanTest, TheExampleGivesThePlannedFiles) {
     const std::string folder = TARN_EXAMPLES_DIR;
     testfiles::write("/etc/tarn/tarn-main/class-def.conf", testfiles::read(folder + "/class-def.conf"));

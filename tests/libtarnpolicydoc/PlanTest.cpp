@@ -259,4 +259,48 @@ TEST(PlanTest, RefusesFilesOfOneName) {
     EXPECT_TRUE(diagnostics.has("file-name-clash")) << toText(diagnostics);
 }
 
+PlanOptions ofSection(unsigned int threads = 1) {
+    PlanOptions options = withThreads(threads);
+    options.section = MessageGroup{"n", "g"};
+    return options;
+}
+
+TEST(PlanTest, ASectionTakesItsRulesFromAllKeysInTheirOrder) {
+    const PolicyDocument document =
+        documentOf({{"b", {rule("n", "g", 3, 1, 0), rule("o", "g", 1, 1, 0)}}, {"a", {rule("n", "g", 2, 1, 0)}}});
+    const Plan plan = planOf(document, ofSection(2));
+    EXPECT_EQ(plan.records, 5U);
+    EXPECT_EQ(filesOf(plan.files), (Files{{"b_n_g_0_n_g_0", {2, 224}}, {"b_n_g_1_n_g_0", {3, 324}}}));
+    ASSERT_EQ(plan.others.size(), 1U);
+    EXPECT_EQ(plan.others[0].key, "b");
+    EXPECT_EQ(plan.others[0].names, (MessageGroup{"o", "g"}));
+}
+
+TEST(PlanTest, ASectionWithoutRulesGivesNothing) {
+    const Plan plan = planOf(documentOf({{"b", {rule("o", "g", 1, 1, 0)}}}), ofSection());
+    EXPECT_TRUE(plan.keys.empty());
+    EXPECT_TRUE(plan.files.empty());
+}
+
+// Two keys hold half a megabyte each: as keys they fit, as one slice they don't.
+TEST(PlanTest, ASectionIsNotSplit) {
+    const PolicyDocument document =
+        documentOf({{"a", {rule("n", "g", 1, 1, 600000)}}, {"b", {rule("n", "g", 1, 1, 600000)}}});
+    EXPECT_TRUE(makePlan(document, {}, withoutSplit(), *std::make_unique<Diagnostics>()));
+    Diagnostics diagnostics;
+    EXPECT_FALSE(makePlan(document, {}, ofSection(), diagnostics));
+    ASSERT_EQ(diagnostics.mistakes(), 1U);
+    EXPECT_EQ(diagnostics.all()[0].code, "message-size");
+    EXPECT_NE(diagnostics.all()[0].action.find("apply the whole policy"), std::string::npos);
+    EXPECT_TRUE(makePlan(document, {}, ofSection(2), diagnostics)) << "two slices have room";
+}
+
+TEST(PlanTest, FilesOfASectionWithTooLongANameAreRefused) {
+    const PolicyDocument longer = documentOf({{std::string(246, 'k'), {rule("n", "g", 1, 1, 0)}}});
+    EXPECT_EQ(planOf(longer).files.size(), 1U) << "the whole policy fits";
+    Diagnostics diagnostics;
+    EXPECT_FALSE(makePlan(longer, {}, ofSection(), diagnostics));
+    EXPECT_EQ(diagnostics.all()[0].code, "name-length");
+}
+
 }  // namespace

@@ -61,17 +61,13 @@ ExpectedRecords registerRules(PolicyModuleManagerInterface& manager, const Prepa
                                               [&](const std::string& key, PolicyDb& group) {
                                                   count += group.vecPolicy.size();
                                                   expected.add(prepared, *keys.at(key), group);
-                                                  require(manager.addPolicy(key, group), "rule group " + key);
-                                                  group.vecPolicy = {};  // the library has its copy
+                                                  registerGroup(manager, key, group);
                                                   progress.done(count);
                                                   return true;
                                               });
     if (!complete) {
         progress.end();
-        report.fact("diagnostics") = policydoc::toJson(diagnostics);
-        report.words(policydoc::toText(diagnostics));
-        throw Failure(ExitCode::kFailed, "read the rules a second time", "a file of the policy has changed or is gone",
-                      "run this again");
+        throw rulesChanged(diagnostics, report);
     }
     return expected;
 }
@@ -98,9 +94,7 @@ void compileAndCompare(PolicyModuleManagerInterface& manager, const Preparation&
     const unsigned int status = runCompilation(manager, prepared, progress);
     progress.end();
     if (status != 0) {
-        throw Failure(ExitCode::kFailed, "compile the policy",
-                      "the library ended with status " + std::to_string(static_cast<int>(status)),
-                      std::string("look into ") + kLog + " for the stage that failed; nothing was sent");
+        throw compilationFailure(status);
     }
     verifySet(prepared, expected, libraryThreads(), report);
 }
@@ -117,14 +111,36 @@ std::vector<Variable> wantedVariables(const policydoc::PolicyDocument& document)
     return wanted;
 }
 
-void compilePolicy(PolicyModuleManagerInterface& manager, const Preparation& prepared, CompileKind kind, Report& report,
-                   Progress& progress) {
-    FullCompilationNote::remove();  // the set it speaks of is about to go
+void registerDeclarations(PolicyModuleManagerInterface& manager, const policydoc::PolicyDocument& document) {
     if (manager.prepareWork() != 0) {
         throw Failure(ExitCode::kFailed, std::string("load ") + paths::kClassDefinitions,
                       "the library cannot read it as JSON", "correct the class definitions");
     }
-    registerTables(manager, prepared.document);
+    registerTables(manager, document);
+}
+
+void registerGroup(PolicyModuleManagerInterface& manager, const std::string& key, PolicyDb& group) {
+    require(manager.addPolicy(key, group), "rule group " + key);
+    group.vecPolicy = {};  // the library has its copy
+}
+
+Failure rulesChanged(const policydoc::Diagnostics& diagnostics, Report& report) {
+    report.fact("diagnostics") = policydoc::toJson(diagnostics);
+    report.words(policydoc::toText(diagnostics));
+    return Failure(ExitCode::kFailed, "read the rules a second time", "a file of the policy has changed or is gone",
+                   "run this again");
+}
+
+Failure compilationFailure(unsigned int status) {
+    return Failure(ExitCode::kFailed, "compile the policy",
+                   "the library ended with status " + std::to_string(static_cast<int>(status)),
+                   std::string("look into ") + kLog + " for the stage that failed; nothing was sent");
+}
+
+void compilePolicy(PolicyModuleManagerInterface& manager, const Preparation& prepared, CompileKind kind, Report& report,
+                   Progress& progress) {
+    FullCompilationNote::remove();  // the set it speaks of is about to go
+    registerDeclarations(manager, prepared.document);
     const ExpectedRecords expected = registerRules(manager, prepared, report, progress);
     try {
         compileAndCompare(manager, prepared, expected, report, progress);

@@ -2,6 +2,7 @@
 #ifndef TARN_POLICY_COMPILATION_H
 #define TARN_POLICY_COMPILATION_H
 
+#include "Failure.h"
 #include "Preparation.h"
 #include "Progress.h"
 #include "Report.h"
@@ -15,6 +16,18 @@ enum class CompileKind {
 
 // The variables that a policy wants set after its delivery.
 std::vector<Variable> wantedVariables(const policydoc::PolicyDocument& document);
+
+// prepareWork and every registration but the rules. Throws Failure.
+void registerDeclarations(PolicyModuleManagerInterface& manager, const policydoc::PolicyDocument& document);
+
+// addPolicy with the status looked at. Throws Failure.
+void registerGroup(PolicyModuleManagerInterface& manager, const std::string& key, PolicyDb& group);
+
+// What to throw where the rules could not be read again to be handed over; tells what was found.
+Failure rulesChanged(const policydoc::Diagnostics& diagnostics, Report& report);
+
+// What to throw where the library's compilation ended with a status.
+Failure compilationFailure(unsigned int status);
 
 // prepareWork, every registration, the rules group by group, the compilation, and the comparison of the set with the
 // plan. For a delivery the note of a full compilation is written. Throws Failure.

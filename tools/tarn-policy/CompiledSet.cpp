@@ -80,11 +80,11 @@ std::string predecessor(const std::string& name) {
 
 }  // namespace
 
-std::vector<std::string> messagesInOrder() {
-    const UniqueDir stream(opendir(paths::kPolicyDataTmp));
+std::vector<std::string> messagesInOrder(const std::string& directory) {
+    const UniqueDir stream(opendir(directory.c_str()));
     if (!stream) {
         const int error = errno;
-        throw Failure(ExitCode::kFailed, std::string("list ") + paths::kPolicyDataTmp, std::strerror(error),
+        throw Failure(ExitCode::kFailed, "list " + directory, std::strerror(error),
                       error == EACCES ? "run as root" : "compile again");
     }
     std::vector<std::string> policies;
@@ -112,8 +112,8 @@ bool setExists() {
     return lstat(paths::kPolicyDataTmp, &status) == 0;
 }
 
-std::vector<std::string> missingMessages() {
-    const std::vector<std::string> order = messagesInOrder();
+std::vector<std::string> missingMessages(const std::string& directory) {
+    const std::vector<std::string> order = messagesInOrder(directory);
     const std::set<std::string> present(order.begin(), order.end());
     std::set<std::string> missing;
     const auto require = [&](const std::string& name) {
@@ -127,8 +127,10 @@ std::vector<std::string> missingMessages() {
             require(before);
         }
     }
-    for (const std::string& name : FullCompilationNote::messages()) {
-        require(name);
+    if (directory == paths::kPolicyDataTmp) {
+        for (const std::string& name : FullCompilationNote::messages()) {
+            require(name);
+        }
     }
     return {missing.begin(), missing.end()};
 }

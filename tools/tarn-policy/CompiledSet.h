@@ -8,18 +8,19 @@
 #include <vector>
 
 #include "Variables.h"
+#include "libtarnpolicysync/Paths.h"
 
-// Names within "/etc/tarn/.policydata" in the order in which sendPolicy delivers them: begin message, namespace
-// message, the others as the directory lists them, end message; links and anything but regular files are left out.
-// Frame messages are named only where they exist. Throws Failure where the directory can't be read.
-std::vector<std::string> messagesInOrder();
+// Names within a set's directory in the order in which the library delivers them: begin message, namespace message, the
+// others as the directory lists them, end message; links and anything but regular files are left out. Frame messages
+// are named only where they exist. Throws Failure where the directory can't be read.
+std::vector<std::string> messagesInOrder(const std::string& directory = paths::kPolicyDataTmp);
 
 // True when there is a directory to deliver.
 bool setExists();
 
-// Messages that must be there and are not: files within a numbered series ("x_1" needs "x_0"), and those that the note of
-// the compilation lists. Sorted names.
-std::vector<std::string> missingMessages();
+// Messages that must be there and are not: files within a numbered series ("x_1" needs "x_0"), and, for the set under its
+// temporary name, those that the note of the compilation lists. Sorted names.
+std::vector<std::string> missingMessages(const std::string& directory = paths::kPolicyDataTmp);
 
 // Takes the end message away, without which no set is sent, and gives words for what was done. For a set that stands but
 // is not to be delivered.

@@ -132,8 +132,8 @@ void holdSignalsToTheEnd() {
     static_cast<void>(pthread_sigmask(SIG_BLOCK, &held, nullptr));
 }
 
-MessageWatch::MessageWatch() : fd_(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
-    if (fd_.valid() && inotify_add_watch(fd_.get(), paths::kPolicyDataTmp, IN_OPEN | IN_ONLYDIR) < 0) {
+MessageWatch::MessageWatch(const std::string& directory) : fd_(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
+    if (fd_.valid() && inotify_add_watch(fd_.get(), directory.c_str(), IN_OPEN | IN_ONLYDIR) < 0) {
         fd_.reset();
     }
 }
@@ -187,8 +187,8 @@ Failure deliveryFailure(const DeliveryEnd& end) {
     if (allTaken(end)) {
         return renameFailure(static_cast<int>(end.status));
     }
-    return Failure(ExitCode::kRefused, std::string("deliver ") + paths::kPolicyDataTmp,
-                   whatFailed(end) + "\n  now: " + kernelHolds(end), adviceFor(end.status));
+    return Failure(ExitCode::kRefused, "deliver " + end.directory, whatFailed(end) + "\n  now: " + kernelHolds(end),
+                   adviceFor(end.status));
 }
 
 DeliveryEnd deliverWithLibrary(PolicyModuleManagerInterface& manager, Report& report) {
@@ -196,7 +196,7 @@ DeliveryEnd deliverWithLibrary(PolicyModuleManagerInterface& manager, Report& re
     DeliveryEnd end;
     end.order = messagesInOrder();
     const bool variablesStood = fileExists(paths::kDynamicInfo);
-    MessageWatch watch;
+    MessageWatch watch(end.directory);
     end.status = manager.sendPolicy();
     if (end.status == 0) {
         end.stopped = end.order.size();
@@ -205,6 +205,26 @@ DeliveryEnd deliverWithLibrary(PolicyModuleManagerInterface& manager, Report& re
     }
     reportDelivery(report, end);
     return end;
+}
+
+void deliverFinished(PolicyModuleManagerInterface& manager, const std::string& mountPoint, const std::string& directory,
+                     Report& report) {
+    requireKernelEntry();
+    DeliveryEnd end;
+    end.directory = directory;
+    end.order = messagesInOrder(directory);
+    MessageWatch watch(directory);
+    end.status = manager.sendInitPolicy(mountPoint);
+    if (end.status == 0) {
+        end.stopped = end.order.size();
+    } else {
+        judge(end, watch.opened(), false);
+        end.endUnclear = false;  // nothing is renamed here
+    }
+    reportDelivery(report, end);
+    if (end.status != 0) {
+        throw deliveryFailure(end);
+    }
 }
 
 void deliverMessages(PolicyModuleManagerInterface& manager, Report& report, Progress& progress) {

@@ -11,6 +11,7 @@
 #include "Common/Handles.h"
 #include "Progress.h"
 #include "Report.h"
+#include "libtarnpolicysync/Paths.h"
 #include "libtarnpolicysync/PolicyModuleManagerInterface.h"
 
 // Throws Failure (kNoKernel) where the kernel's entry is missing. The library opens it with O_CREAT and would leave a
@@ -25,8 +26,8 @@ void holdSignalsToTheEnd();
 // it opened is the one that was refused.
 class MessageWatch {
 public:
-    // Starts watching the set's directory. Where the kernel refuses a watch, opened() knows nothing.
-    MessageWatch();
+    // Starts watching a set's directory. Where the kernel refuses a watch, opened() knows nothing.
+    explicit MessageWatch(const std::string& directory);
 
     // The names opened since, in order. Nothing where the watch could not be had or has lost events.
     std::optional<std::vector<std::string>> opened();
@@ -37,7 +38,8 @@ private:
 
 // How far a delivery came.
 struct DeliveryEnd {
-    std::vector<std::string> order;      // all messages, in the order of delivery
+    std::string directory = paths::kPolicyDataTmp;  // of the set
+    std::vector<std::string> order;                 // all messages, in the order of delivery
     std::optional<std::size_t> stopped;  // index of the refused message; order.size(): all were taken; none: not known
     bool endUnclear = false;             // `stopped` is the end message, and it can't be told whether it was refused
     unsigned int status = 0;             // of the library
@@ -57,6 +59,10 @@ Failure renameFailure(int status);
 
 // sendPolicy, watched. A status other than 0 is the caller's to report: what follows the end message may have begun.
 DeliveryEnd deliverWithLibrary(PolicyModuleManagerInterface& manager, Report& report);
+
+// sendInitPolicy, watched: the finished set in `directory`, which lies below `mountPoint`. Throws Failure.
+void deliverFinished(PolicyModuleManagerInterface& manager, const std::string& mountPoint, const std::string& directory,
+                     Report& report);
 
 // Each message by itself, in the order of sendPolicy, without what follows there. Throws Failure.
 void deliverMessages(PolicyModuleManagerInterface& manager, Report& report, Progress& progress);

@@ -15,6 +15,11 @@ public:
         text_ = "cannot " + tried_ + ": " + reason_ + (advice_.empty() ? "" : "\n  next: " + advice_);
     }
 
+    // The same with one more piece of advice.
+    Failure withAdvice(const std::string& more) const {
+        return Failure(code_, tried_, reason_, advice_ + (advice_.empty() ? "" : "\n        ") + more);
+    }
+
     ExitCode code() const { return code_; }
     const std::string& tried() const { return tried_; }  // with the object: "open /etc/tarn/x"
     const std::string& reason() const { return reason_; }

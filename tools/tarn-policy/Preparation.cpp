@@ -82,7 +82,7 @@ void reportPlan(const Preparation& prepared, Report& report) {
     report.line("planned: " + number(plan.rules.size(), "rule", "rules") + ", " +
                 number(plan.records, "record", "records") + " in " + number(plan.files.size(), "message", "messages") +
                 " of " + number(plan.bytes, "byte", "bytes"));
-    if (plan.keys.size() > prepared.document.groups.size()) {
+    if (!prepared.section && plan.keys.size() > prepared.document.groups.size()) {
         report.line("spread: " + number(prepared.document.groups.size(), "group", "groups") + " over " +
                     number(plan.keys.size(), "key", "keys") + ", so that no message outgrows 1 MiB");
     }
@@ -121,9 +121,11 @@ void reportEmptyRules(const Preparation& prepared, const PreparationOptions& opt
 }
 
 [[noreturn]] void failWith(const Diagnostics& diagnostics, const PreparationOptions& options) {
+    const bool section = options.section && diagnostics.has("message-size");
     throw Failure(ExitCode::kMistakes, "accept " + options.policy,
                   "it has " + number(diagnostics.mistakes(), "mistake", "mistakes"),
-                  "correct what is listed, then run tarn-policy check again");
+                  section ? "the section is too large to be compiled by itself: tarn-policy apply " + options.policy
+                          : "correct what is listed, then run tarn-policy check again");
 }
 
 }  // namespace
@@ -144,6 +146,7 @@ Preparation prepare(const PreparationOptions& options, Report& report, Progress&
         policydoc::PlanOptions planOptions;
         planOptions.threads = options.threads;
         planOptions.split = options.split;
+        planOptions.section = options.section;
         progress.stage("planning", "rules", 0);
         planOptions.progress = [&progress](std::uint64_t rules) { progress.done(rules); };
         plan = policydoc::makePlan(*document, *labels, planOptions, diagnostics);
@@ -160,7 +163,7 @@ Preparation prepare(const PreparationOptions& options, Report& report, Progress&
     if (!plan) {
         failWith(diagnostics, options);
     }
-    Preparation prepared{std::move(*document), std::move(*labels), std::move(*plan)};
+    Preparation prepared{std::move(*document), std::move(*labels), std::move(*plan), options.section};
     reportPlan(prepared, report);
     reportEmptyRules(prepared, options, report);
     return prepared;

@@ -2,6 +2,7 @@
 #ifndef TARN_POLICY_PREPARATION_H
 #define TARN_POLICY_PREPARATION_H
 
+#include <optional>
 #include <string>
 
 #include "Progress.h"
@@ -17,12 +18,14 @@ struct PreparationOptions {
     bool split = true;
     bool allowEmpty = false;
     unsigned int threads = 1;
+    std::optional<policydoc::MessageGroup> section;  // plan this section alone
 };
 
 struct Preparation {
     policydoc::PolicyDocument document;
     policydoc::Labels labels;
     policydoc::Plan plan;
+    std::optional<policydoc::MessageGroup> section;
 };
 
 // Finds all mistakes in one run and reports them before it throws the Failure: kMistakes, kLabels or kEmptyRules. The

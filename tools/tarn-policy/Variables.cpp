@@ -16,27 +16,27 @@
 
 namespace {
 
-Failure cannotRead(int error) {
-    return Failure(ExitCode::kFailed, std::string("read ") + paths::kDynamicInfo, std::strerror(error),
+Failure cannotRead(const std::string& path, int error) {
+    return Failure(ExitCode::kFailed, "read " + path, std::strerror(error),
                    error == EACCES ? "run as root" : "see what stands at that path");
 }
 
 // Nothing where there is no file.
-std::optional<std::string> readText() {
+std::optional<std::string> readText(const std::string& path) {
     struct stat status {};
-    if (lstat(paths::kDynamicInfo, &status) != 0) {
+    if (lstat(path.c_str(), &status) != 0) {
         if (errno == ENOENT) {
             return std::nullopt;
         }
-        throw cannotRead(errno);
+        throw cannotRead(path, errno);
     }
     if (!S_ISREG(status.st_mode)) {
-        throw Failure(ExitCode::kFailed, std::string("read ") + paths::kDynamicInfo, "it is not a regular file",
+        throw Failure(ExitCode::kFailed, "read " + path, "it is not a regular file",
                       "remove what stands there; the library refuses it, too");
     }
-    const UniqueFd fd(open(paths::kDynamicInfo, O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    const UniqueFd fd(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
     if (!fd.valid()) {
-        throw cannotRead(errno);
+        throw cannotRead(path, errno);
     }
     std::string text;
     char block[4096];
@@ -45,7 +45,7 @@ std::optional<std::string> readText() {
         text.append(block, static_cast<std::size_t>(count));
     }
     if (count < 0) {
-        throw cannotRead(errno);
+        throw cannotRead(path, errno);
     }
     return text.substr(0, text.find('\0'));  // the library's reader ends at the first NUL
 }
@@ -76,9 +76,9 @@ std::vector<std::string> switchEach(PolicyModuleManagerInterface& manager, const
 
 }  // namespace
 
-SavedVariables readSavedVariables() {
+SavedVariables readSavedVariables(const std::string& path) {
     SavedVariables saved;
-    const std::optional<std::string> text = readText();
+    const std::optional<std::string> text = readText(path);
     if (!text) {
         return saved;
     }
@@ -96,10 +96,9 @@ SavedVariables readSavedVariables() {
     return saved;
 }
 
-void warnOfUnreadable(const SavedVariables& saved, Report& report) {
+void warnOfUnreadable(const SavedVariables& saved, Report& report, const std::string& path) {
     for (const std::string& line : saved.unreadable) {
-        report.warning(std::string(paths::kDynamicInfo) + ": the line \"" + line +
-                       "\" is not namespace:name:value; the library skips it");
+        report.warning(path + ": the line \"" + line + "\" is not namespace:name:value; the library skips it");
     }
 }
 

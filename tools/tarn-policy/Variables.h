@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Report.h"
+#include "libtarnpolicysync/Paths.h"
 #include "libtarnpolicysync/PolicyModuleManagerInterface.h"
 
 // The library reads values back as signed numbers: a greater one is saved and then refused at the next start.
@@ -27,11 +28,11 @@ struct SavedVariables {
 };
 
 // Reads "/etc/tarn/dynamicinfo" by the library's own rules and without its log. A missing file holds no variables.
-// Throws Failure where the file can't be read.
-SavedVariables readSavedVariables();
+// Throws Failure where the file can't be read. Another path is that of a tree below a mount point.
+SavedVariables readSavedVariables(const std::string& path = paths::kDynamicInfo);
 
 // A warning for each line that the library skips.
-void warnOfUnreadable(const SavedVariables& saved, Report& report);
+void warnOfUnreadable(const SavedVariables& saved, Report& report, const std::string& path = paths::kDynamicInfo);
 
 // One line of the state file, without its line feed: "net:usb_block:1". parseSaved gives nothing for a line that the
 // library skips.

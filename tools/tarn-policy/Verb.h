@@ -28,6 +28,9 @@ public:
     // (ReadStatus.h).
     virtual ExitCode failed(ExitCode code) const { return code; }
     virtual const char* statusName(ExitCode code) const { return exitCodeName(code); }
+
+    // Said after any failure, behind the advice of the failure itself. Nothing for most verbs.
+    virtual std::string wayBack() const { return ""; }
 };
 
 struct VerbEntry {
@@ -45,6 +48,9 @@ std::unique_ptr<Verb> makeInspect();
 std::unique_ptr<Verb> makeVerify();
 std::unique_ptr<Verb> makeQuery();
 std::unique_ptr<Verb> makeApply();
+std::unique_ptr<Verb> makeSection();
+std::unique_ptr<Verb> makeSendInit();
+std::unique_ptr<Verb> makeRestore();
 std::unique_ptr<Verb> makeCompile();
 std::unique_ptr<Verb> makeSend();
 std::unique_ptr<Verb> makeVarList();

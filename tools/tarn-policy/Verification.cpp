@@ -86,9 +86,11 @@ class SetComparison {
 public:
     SetComparison(const Preparation& prepared, const ExpectedRecords& expected, unsigned int threads)
         : prepared_(prepared), expected_(expected), threads_(threads) {
-        for (const tarnmessage::FileReport& file : tarnmessage::readSet(paths::kPolicyDataTmp).files) {
-            if (!paths::isFrameMessage(file.name)) {
-                left_.insert(file.name);
+        const std::string tag =
+            prepared.section ? paths::sectionTag(prepared.section->nameSpace, prepared.section->group) : "";
+        for (const std::string& name : messagesInOrder()) {
+            if (!paths::isFrameMessage(name) && name.find(tag) != std::string::npos) {
+                left_.insert(name);
             }
         }
     }
@@ -158,9 +160,11 @@ private:
 // nothing by now are named.
 void nameRulesWithoutRecordsNow(const Preparation& prepared, Report& report) {
     policydoc::Diagnostics unused;
+    policydoc::PlanOptions options;
+    options.section = prepared.section;
     const std::optional<policydoc::Labels> labels = policydoc::askLabelManager(prepared.document, unused);
     const std::optional<policydoc::Plan> plan =
-        labels ? policydoc::makePlan(prepared.document, *labels, {}, unused) : std::nullopt;
+        labels ? policydoc::makePlan(prepared.document, *labels, options, unused) : std::nullopt;
     if (!plan) {
         return;
     }
@@ -173,8 +177,8 @@ void nameRulesWithoutRecordsNow(const Preparation& prepared, Report& report) {
 
 }  // namespace
 
-void requireSoundSet(Report& report) {
-    const tarnmessage::SetReport set = tarnmessage::readSet(paths::kPolicyDataTmp);
+void requireSoundSet(Report& report, const CheckedSet& checked) {
+    const tarnmessage::SetReport set = tarnmessage::readSet(checked.directory);
     if (set.sound()) {
         return;
     }
@@ -189,12 +193,11 @@ void requireSoundSet(Report& report) {
             first = first.empty() ? text : first;
         }
     }
-    throw Failure(ExitCode::kUnsoundSet, std::string("use the set ") + paths::kPolicyDataTmp, first,
-                  "compile it again");
+    throw Failure(ExitCode::kUnsoundSet, "use the set " + checked.directory, first, checked.advice);
 }
 
-void requireWholeSet(Report& report) {
-    const std::vector<std::string> missing = missingMessages();
+void requireWholeSet(Report& report, const CheckedSet& checked) {
+    const std::vector<std::string> missing = missingMessages(checked.directory);
     if (missing.empty()) {
         return;
     }
@@ -203,16 +206,20 @@ void requireWholeSet(Report& report) {
         report.fact("setProblems").append(text);
         report.words(text);
     }
-    throw Failure(ExitCode::kUnsoundSet, std::string("use the set ") + paths::kPolicyDataTmp,
-                  missing.front() + ": the message is missing",
-                  std::string("compile it again; where another program has compiled this set, remove ") +
-                      FullCompilationNote::kPath + ", which lists the messages of an earlier one");
+    const bool noted = checked.directory == paths::kPolicyDataTmp && !FullCompilationNote::messages().empty();
+    throw Failure(
+        ExitCode::kUnsoundSet, "use the set " + checked.directory, missing.front() + ": the message is missing",
+        checked.advice + (noted ? std::string("; where another program has compiled this set, remove ") +
+                                      FullCompilationNote::kPath + ", which lists the messages of an earlier one"
+                                : ""));
 }
 
-void ExpectedRecords::add(const Preparation& prepared, const policydoc::PlannedKey& key, const PolicyDb& group) {
+void ExpectedRecords::add(const Preparation& prepared, const policydoc::PlannedKey& key, const PolicyDb& group,
+                          std::size_t first) {
     for (std::size_t index = 0; index < group.vecPolicy.size(); ++index) {
-        const std::uint32_t outcome = key.rules[index].rule;
-        const auto records = static_cast<std::uint32_t>(key.rules[index].records());
+        const policydoc::PlannedRule& planned = key.rules[first + index];
+        const std::uint32_t outcome = planned.rule;
+        const auto records = static_cast<std::uint32_t>(planned.records());
         if (records == 0) {
             continue;
         }

@@ -10,14 +10,21 @@
 
 #include "Preparation.h"
 #include "Report.h"
+#include "libtarnpolicysync/Paths.h"
 #include "libtarnpolicysync/PolicyTypes.h"
+
+// Which set is looked at, and what to do where it is not sound.
+struct CheckedSet {
+    std::string directory = paths::kPolicyDataTmp;
+    std::string advice = "compile it again";
+};
 
 // Reads the set as the kernel would. Throws Failure (kUnsoundSet), with every message that it would refuse, where the
 // set is damaged or incomplete.
-void requireSoundSet(Report& report);
+void requireSoundSet(Report& report, const CheckedSet& set = {});
 
 // Looks for messages that the set should have and has not. Throws Failure (kUnsoundSet) with their names.
-void requireWholeSet(Report& report);
+void requireWholeSet(Report& report, const CheckedSet& set = {});
 
 // What the rules handed over under one key should give: for each the number of its records and a digest of their pairs
 // of subject and object, so that a record in the set can be told to be of this rule. 24 bytes a rule.
@@ -29,8 +36,9 @@ public:
         std::uint64_t digest = 0;
     };
 
-    // Takes the group that is handed over for this key of the plan.
-    void add(const Preparation& prepared, const policydoc::PlannedKey& key, const PolicyDb& group);
+    // Takes the group that is handed over for this key of the plan, or a part of it: the rules from `first` on.
+    void add(const Preparation& prepared, const policydoc::PlannedKey& key, const PolicyDb& group,
+             std::size_t first = 0);
 
     // The rules with records of one key and message group, in order.
     const std::vector<Rule>& of(const std::string& key, std::uint32_t messageGroup) const;
@@ -39,8 +47,8 @@ private:
     std::map<std::pair<std::string, std::uint32_t>, std::vector<Rule>> rules_;
 };
 
-// Reads the set back and looks for every record that is expected, rule by rule. Throws Failure (kEmptyRules), with the
-// rules whose records are missing, and kUnsoundSet as above.
+// Reads the set back and looks for every record that is expected, rule by rule; for a section, in its messages. Throws
+// Failure (kEmptyRules), with the rules whose records are missing, and kUnsoundSet as above.
 void verifySet(const Preparation& prepared, const ExpectedRecords& expected, unsigned int threads, Report& report);
 
 #endif

@@ -88,24 +88,28 @@ Failure unexpected(const std::string& verb, const std::string& what) {
                    "look at /etc/tarn and the log /var/log/tarn-policy.log before you go on, and report this");
 }
 
+ExitCode reportFailure(const ChosenVerb& chosen, const Failure& failure, Report& report) {
+    const std::string wayBack = chosen.verb->wayBack();
+    report.failure(wayBack.empty() ? failure : failure.withAdvice(wayBack));
+    return chosen.verb->failed(failure.code());
+}
+
 ExitCode runVerb(ChosenVerb& chosen, Output& output) {
     Report report(output, chosen.name, chosen.json);
     ExitCode code = ExitCode::kDone;
     try {
         code = chosen.verb->run(report);
     } catch (const Failure& failure) {
-        report.failure(failure);
-        code = chosen.verb->failed(failure.code());
+        code = reportFailure(chosen, failure, report);
     } catch (const std::bad_alloc&) {
-        report.failure(Failure(ExitCode::kFailed, "finish " + chosen.name, "this machine is out of memory",
-                               "free memory, then run this again"));
-        code = chosen.verb->failed(ExitCode::kFailed);
+        code = reportFailure(chosen,
+                             Failure(ExitCode::kFailed, "finish " + chosen.name, "this machine is out of memory",
+                                     "free memory, then run this again"),
+                             report);
     } catch (const std::exception& error) {
-        report.failure(unexpected(chosen.name, error.what()));
-        code = chosen.verb->failed(ExitCode::kInternal);
+        code = reportFailure(chosen, unexpected(chosen.name, error.what()), report);
     } catch (...) {
-        report.failure(unexpected(chosen.name, "of an unknown kind"));
-        code = chosen.verb->failed(ExitCode::kInternal);
+        code = reportFailure(chosen, unexpected(chosen.name, "of an unknown kind"), report);
     }
     if (!report.finish(code, chosen.verb->statusName(code)) && code == ExitCode::kDone) {
         return chosen.verb->failed(ExitCode::kFailed);

@@ -5,6 +5,7 @@
 #include "Delivery.h"
 #include "Lock.h"
 #include "Preparation.h"
+#include "RestoreHint.h"
 #include "Threads.h"
 #include "Verb.h"
 #include "libtarnpolicysync/Paths.h"
@@ -50,6 +51,8 @@ public:
         }
         return ExitCode::kDone;
     }
+
+    std::string wayBack() const override { return restoreHint(); }
 
 private:
     PreparationOptions options_;

@@ -34,7 +34,7 @@ public:
 
 private:
     static constexpr unsigned int kMostThreads = 65535;  // the library keeps the number in 16 bits
-    PreparationOptions options_{"", "", "", true, false, 0};
+    PreparationOptions options_{"", "", "", true, false, 0, {}};
 };
 
 }  // namespace
