@@ -23,6 +23,11 @@ bool fileExists(const std::string& path) {
     return lstat(path.c_str(), &status) == 0;
 }
 
+bool isFolder(const std::string& path) {
+    struct stat status {};
+    return lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
 std::string readWholeFile(const std::string& path) {
     const UniqueFd fd(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
     struct stat status {};

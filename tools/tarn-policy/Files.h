@@ -5,6 +5,7 @@
 #include <string>
 
 bool fileExists(const std::string& path);
+bool isFolder(const std::string& path);
 std::string readWholeFile(const std::string& path);
 // Mode 0440, replaced and synced.
 void writeWholeFile(const std::string& path, const std::string& text);

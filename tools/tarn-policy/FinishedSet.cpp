@@ -1,7 +1,6 @@
 #include "FinishedSet.h"
 
 #include <dirent.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 
@@ -11,6 +10,7 @@
 #include "CompiledSet.h"
 #include "Delivery.h"
 #include "Failure.h"
+#include "Files.h"
 #include "Variables.h"
 #include "Verification.h"
 #include "libtarnpolicysync/Paths.h"
@@ -75,12 +75,15 @@ void requirePolicies(const std::string& directory) {
 
 void requireFinishedSet(const std::string& directory, Report& report) {
     report.fact("set") = directory;
-    struct stat status {};
-    if (lstat(directory.c_str(), &status) != 0) {
+    if (!fileExists(directory)) {
         throw Failure(ExitCode::kNothingToSend, "deliver " + directory, "there is no finished set",
                       "compile one with tarn-policy compile --init, or use tarn-policy apply");
     }
     const CheckedSet checked{directory, "compile and deliver the whole policy with tarn-policy apply"};
+    if (!isFolder(directory)) {
+        throw Failure(ExitCode::kUnsoundSet, "use the set " + directory, "it is no folder; the library follows no link",
+                      checked.advice);
+    }
     requireSoundSet(report, checked);
     requireWholeSet(report, checked);
     requirePolicies(directory);

@@ -47,7 +47,7 @@ Functions functionsOf(const std::string& path) {
 }
 
 // What the base's namespace message told the kernel.
-class Announced : public tarnmessage::SetVisitor {
+class Announced : public tarnmessage::MessageVisitor {
 public:
     void onNamespace(const tarnmessage::NamespaceView& block) override {
         const std::string name(block.name);
@@ -164,9 +164,12 @@ void compareFunctions(const Functions& known, const std::string& source, const C
 
 void findMovedNumbers(const Preparation& prepared, const SectionBase& base, Findings& findings) {
     const Coming coming(prepared.document);
-    Announced announced;
-    static_cast<void>(tarnmessage::readSet(base.directory, announced));  // known to be sound
     const std::string message = paths::inDirectory(base.directory, paths::kNamespaceName);
+    Announced announced;
+    std::string bytes;
+    if (tarnmessage::readMessageFile(message, bytes) == 0) {
+        static_cast<void>(tarnmessage::parseMessage(bytes, {}, announced));  // known to be there and sound
+    }
     compareNumbers(announced.numbers, message, coming, findings);
     compareFunctions(announced.functions, message, coming, findings);
     // The side files say the same of a set as its message. Where they don't, nobody knows what the next start will read.
@@ -235,6 +238,9 @@ SectionBase requireSectionBase(Report& report) {
         }
     }
     report.fact("base") = base.directory;
+    if (!isFolder(base.directory)) {
+        throw Failure(ExitCode::kUnsoundSet, "use the set " + base.directory, "it is no folder", advice);
+    }
     requireFrame(base, advice, report);
     const CheckedSet checked{base.directory, advice};
     requireSoundSet(report, checked);

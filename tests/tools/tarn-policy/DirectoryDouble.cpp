@@ -17,10 +17,10 @@ Entry* withoutType(DIR* stream, const char* name) {
 
 }  // namespace
 
-extern "C" dirent* readdir(DIR* stream) {
+extern "C" __attribute__((visibility("default"))) dirent* readdir(DIR* stream) {
     return withoutType<dirent>(stream, "readdir");
 }
 
-extern "C" dirent64* readdir64(DIR* stream) {
+extern "C" __attribute__((visibility("default"))) dirent64* readdir64(DIR* stream) {
     return withoutType<dirent64>(stream, "readdir64");
 }

@@ -106,6 +106,15 @@ TEST_F(RestoreTest, ADamagedSetIsNotSent) {
     EXPECT_EQ(testfiles::read(kDeliver), "");
 }
 
+TEST_F(RestoreTest, ALinkInThePlaceOfTheSetIsNotFollowed) {
+    finished();
+    ASSERT_EQ(testprocess::run({"mv", kFinalSet, "/etc/tarn/elsewhere"}).status, 0);
+    testfiles::link("/etc/tarn/elsewhere", kFinalSet);
+    EXPECT_EQ(tool({"restore"}).status, 7);
+    EXPECT_EQ(testfiles::read(kDeliver), "");
+    expectRefused(7, {"section", "net", "g", kPolicy});
+}
+
 TEST_F(RestoreTest, WithoutTheKernelsEntryNothingIsSent) {
     finished();
     remove(kDeliver);
