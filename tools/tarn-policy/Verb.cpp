@@ -1,7 +1,7 @@
 #include "Verb.h"
 
 const std::vector<VerbEntry>& verbTable() {
-    static const std::vector<VerbEntry> table{
+    static const std::vector<VerbEntry> kTable{
         {"", "check", "Find all mistakes of a policy; writes nothing and needs no privilege", makeCheck},
         {"", "inspect", "Show what stands in a set or a message, record by record", makeInspect},
         {"", "verify", "Say whether the kernel would take a set, and what it would not notice", makeVerify},
@@ -16,5 +16,5 @@ const std::vector<VerbEntry>& verbTable() {
         {"var", "set", "Switch a dynamic variable of the kernel and save it", makeVarSet},
         {"var", "clear", "Forget all saved dynamic variables; the kernel's switches stay", makeVarClear},
     };
-    return table;
+    return kTable;
 }
