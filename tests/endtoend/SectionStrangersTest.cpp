@@ -149,4 +149,17 @@ TEST_F(SectionStrangers, TheRestOfAFailedCompilationIsUsedAsItStands) {
     EXPECT_THAT(policies(), ElementsAre("base_a_b_0_a_b_0")) << "the rules of a/c and the end message are gone";
 }
 
+// The copy of the finished set makes the folder before it finds that there is nothing to copy.
+TEST_F(SectionStrangers, WithoutAFinishedSetAnEmptyFolderIsLeftAndUsedByTheNextCall) {
+    groups_["base"].vecPolicy = {ruleOf("a", "b", 1)};
+    CompilerManager manager(numbers_);
+    handOver(manager);
+    std::filesystem::remove_all(paths::kPolicyDataTmp);
+    EXPECT_EQ(manager.compileSectionPolicy("a", "b"), 1U);
+    ASSERT_TRUE(testfiles::exists(paths::kPolicyDataTmp));
+    EXPECT_TRUE(testfiles::list(paths::kPolicyDataTmp).empty());
+    EXPECT_EQ(manager.compileSectionPolicy("a", "b"), 0U);
+    EXPECT_THAT(testfiles::list(paths::kPolicyDataTmp), ElementsAre("base_a_b_0_a_b_0", "namemsg"));
+}
+
 }  // namespace
