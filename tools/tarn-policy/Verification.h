@@ -21,10 +21,10 @@ struct CheckedSet {
 
 // Reads the set as the kernel would. Throws Failure (kUnsoundSet), with every message that it would refuse, where the
 // set is damaged or incomplete.
-void requireSoundSet(Report& report, const CheckedSet& set = {});
+void requireSoundSet(Report& report, const CheckedSet& checked = {});
 
 // Looks for messages that the set should have and has not. Throws Failure (kUnsoundSet) with their names.
-void requireWholeSet(Report& report, const CheckedSet& set = {});
+void requireWholeSet(Report& report, const CheckedSet& checked = {});
 
 // What the rules handed over under one key should give: for each the number of its records and a digest of their pairs
 // of subject and object, so that a record in the set can be told to be of this rule. 24 bytes a rule.
