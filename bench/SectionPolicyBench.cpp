@@ -72,12 +72,9 @@ int main(int count, char** arguments) {
         bench::require(manager.finalizeTmpFile() == 0, "the set gets no final name");
         const std::string group = groupOf(files / 2);
         for (const bool copied : {true, false}) {
-            bench::Row row{"section",
-                           copied ? "section of a finished set" : "section of a set that waits",
-                           "full compilation",
-                           threads,
-                           bench::Bound::kAtMost,
-                           1.0};
+            bench::Row row{"section",           copied ? "section of a finished set" : "section of a set that waits",
+                           "full compilation",  threads,
+                           bench::Bound::kNone, 0};
             row.result = bench::compare(
                 options,
                 [&] {
