@@ -464,16 +464,19 @@ TEST_F(Acquisition, TheListMutexesAreTakenEvenForEmptyLists) {
                                            "lock modules", "unlock modules", "lock policy", "unlock policy"));
 }
 
-// What the log holds whenever a mutex is taken or released.
+// What the log holds at the first step of this name.
 std::vector<Line> linesAt(MutexTrace& trace, ManagerAccess& manager, const std::string& wanted) {
     std::vector<Line> lines;
+    bool reached = false;
     trace.watch([&](const std::string& step) {
-        if (step == wanted) {
+        if (step == wanted && !reached) {
             lines = testlog::lines();
+            reached = true;
         }
     });
     EXPECT_EQ(manager.parsePolicyData(), 0);
     trace.watch({});
+    EXPECT_TRUE(reached);
     return lines;
 }
 
