@@ -5,8 +5,12 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "libtarnmessage/Fields.h"
 #include "libtarnmessage/KernelState.h"
 #include "libtarnmessage/MessageText.h"
+#include "libtarnnames/JsonText.h"
+#include "libtarnnames/RecordJson.h"
+#include "libtarnnames/RecordText.h"
 
 namespace {
 
@@ -18,6 +22,18 @@ void require(bool holds) {
     }
 }
 
+// The fields of a record follow one another without a gap, too.
+class FieldWalker : public FieldSink {
+public:
+    explicit FieldWalker(std::size_t offset) : end(offset) {}
+    void onPart(const char* name, std::size_t /*number*/) override { require(*name != 0); }
+    void onField(const Field& field) override {
+        require(field.offset == end && !field.bytes.empty());
+        end += field.bytes.size();
+    }
+    std::size_t end;
+};
+
 // The records of a message that is taken follow one another without a gap, from the header to the end number.
 class Walker : public MessageVisitor {
 public:
@@ -27,6 +43,12 @@ public:
     void onNamespace(const NamespaceView& block) override {
         follow(block.offset, block.bytes.size());
         require(!namespaceText(block).empty());
+        FieldWalker fields(block.offset);
+        showNamespace(block, 0, fields);
+        require(fields.end == end_);
+        std::string json;
+        tarnnames::appendNamespaceJson(json, block);
+        require(tarnnames::isUtf8(json));
     }
     void onPolicy(const PolicyRecordView& record) override {
         follow(record.offset, record.bytes.size());
@@ -34,6 +56,13 @@ public:
         require(count(record.actions()) == record.node.actionCount);
         require(recordLine(record, functions_).find('\n') == std::string::npos);
         require(!recordText(record, functions_).empty());
+        FieldWalker fields(record.offset);
+        showPolicy(record, 0, fields);
+        require(fields.end == end_);
+        std::string text;
+        appendRecordJson(text, record, words_.of(record.node), words_.book());
+        require(tarnnames::isUtf8(text) && text.find('\n') == std::string::npos);
+        appendRecordText(text, record, words_.of(record.node), words_.book());
     }
     void finish(std::size_t size) const {
         require(records_ == announced_);
@@ -55,6 +84,8 @@ private:
     }
 
     const FunctionTable& functions_;
+    const tarnnames::NameBook book_;
+    tarnnames::RecordWordsCache words_{book_};
     std::uint32_t announced_ = 0;
     std::uint32_t records_ = 0;
     std::size_t end_ = sizeof(kernelmsg::MessageHeader);

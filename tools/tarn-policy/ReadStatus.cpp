@@ -4,19 +4,23 @@
 #include <sstream>
 
 const std::vector<ReadStatusText>& readStatusTable() {
-    static const std::vector<ReadStatusText> table{
+    static const std::vector<ReadStatusText> kTable{
         {"inspect", ReadStatus::kYes, "shown", "everything was shown"},
         {"inspect", ReadStatus::kNo, "unsound", "a message is missing or damaged; all that is sound was shown"},
         {"inspect", ReadStatus::kTrouble, "trouble", "something could not be read, or the command line is wrong"},
         {"verify", ReadStatus::kYes, "sound", "the kernel would take the set; there may be notices"},
         {"verify", ReadStatus::kNo, "refused", "the set would be refused"},
         {"verify", ReadStatus::kTrouble, "trouble", "something could not be read, or the command line is wrong"},
+        {"stat", ReadStatus::kYes, "counted", "everything was counted"},
+        {"stat", ReadStatus::kNo, "unsound", "a message is missing or damaged; all that is sound was counted"},
+        {"stat", ReadStatus::kTrouble, "trouble",
+         "something could not be read or written, or the command line is wrong"},
         {"query", ReadStatus::kYes, "found", "at least one record matches"},
         {"query", ReadStatus::kNo, "none", "no record matches"},
         {"query", ReadStatus::kTrouble, "trouble",
          "something could not be read or is damaged, a name is not known, or the command line is wrong"},
     };
-    return table;
+    return kTable;
 }
 
 std::string readStatusMarkdown() {

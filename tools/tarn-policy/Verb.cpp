@@ -5,6 +5,7 @@ const std::vector<VerbEntry>& verbTable() {
         {"", "check", "Find all mistakes of a policy; writes nothing and needs no privilege", makeCheck},
         {"", "inspect", "Show what stands in a set or a message, record by record", makeInspect},
         {"", "verify", "Say whether the kernel would take a set, and what it would not notice", makeVerify},
+        {"", "stat", "Count the records of a set and show how full its messages are", makeStat},
         {"", "query", "Find the records of a subject, an object, a class and so on", makeQuery},
         {"", "compile", "Compile a policy into a set under /etc/tarn, to be sent later", makeCompile},
         {"", "send", "Deliver the compiled set to the kernel", makeSend},

@@ -1,15 +1,14 @@
-// Finds records that stand in a set more than once, in bounded memory: what does not fit is sorted in pieces on disk and
-// merged.
+// Finds records that stand in a set more than once, in bounded memory: what does not fit is sorted on disk.
 #ifndef TARN_POLICY_DUPLICATE_SEARCH_H
 #define TARN_POLICY_DUPLICATE_SEARCH_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string_view>
-#include <vector>
 
-#include "Common/Handles.h"
+#include "libtarnsort/ExternalSort.h"
 
 class DuplicateSearch {
 public:
@@ -22,33 +21,18 @@ public:
     using Same = std::function<bool(const Place&, const Place&)>;
     using Report = std::function<void(const Place& first, const Place& again)>;
 
-    // 24 bytes for each record are held until `mostRecords`, then moved to an unnamed file in the folder for temporary
-    // files.
-    static constexpr std::size_t kMostRecords = std::size_t{8} << 20U;  // 192 MiB
-    explicit DuplicateSearch(std::size_t mostRecords = kMostRecords);
+    static constexpr std::size_t kMemory = std::size_t{256} << 20U;  // bytes
+    explicit DuplicateSearch(std::size_t memory = kMemory);
 
+    // 28 bytes are kept of each record.
     void add(std::string_view bytes, std::uint32_t file, std::uint32_t offset);
-    // Reports each record that equals one at an earlier place. Throws Failure where the disk refuses.
+    // Reports each record that equals one at an earlier place. Throws tarnsort::SortFailure where the disk refuses, as
+    // add() does.
     void finish(const Same& same, const Report& report);
 
 private:
-    struct Entry {
-        std::uint64_t checksum;
-        std::uint32_t moreChecksum;
-        Place place;
-    };
-    class Run;
-    static bool isBefore(const Entry& left, const Entry& right);
-    void spill();
-
-    template <typename Next>
-    void compare(Next next, const Same& same, const Report& report);
-
-    std::size_t mostRecords_;
-    std::uint64_t key_[2] = {0, 0};  // random: nobody can make records that all have one checksum
-    std::vector<Entry> entries_;
-    UniqueFile file_;                // of the runs, one behind the other
-    std::vector<std::size_t> runs_;  // their entries
+    std::array<std::uint64_t, 2> key_{};  // random: nobody can make records that all have one checksum
+    tarnsort::ExternalSort sort_;
 };
 
 #endif

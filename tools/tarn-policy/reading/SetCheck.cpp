@@ -47,8 +47,7 @@ bool splitSeries(const std::string& name, std::string& stem, unsigned long& numb
     return true;
 }
 
-// Why a missing or wrong file ends a delivery: a missing frame leaves the set without begin or end, and another kind of
-// message comes out of order.
+// The kernel's answer to a message that comes out of order.
 constexpr int kOutOfOrder = EPROTO;
 
 }  // namespace
@@ -198,20 +197,29 @@ void SetCheck::onFileEnd(const tarnmessage::FileReport& file) {
              std::string(info.text) + ": found " + numberText(*file.finding, file.finding->found),
              numberText(*file.finding, file.finding->expected), info.answer});
     } else if (!file.problem.empty()) {
-        const bool isFrame = paths::isFrameMessage(file.name);
-        const bool isLink = file.status.mode == 0 && !isFrame;
-        if (isLink) {
-            notice("symbolic-link", std::nullopt, file.problem, "a regular file");
-        } else {
-            add({Weight::kRefused, file.status.mode == 0 ? "no-message" : "wrong-kind", path_, std::nullopt,
-                 file.problem, "a message of its kind in each file", kOutOfOrder});
-        }
+        addProblem(file);
     }
     if (file.status.mode != 0) {
         checkMode(path_, file.status, kFileMode);
     }
     if (options_.isDirectory && file.sound() && file.header.type == kernelmsg::kTypePolicy) {
         checkSeries(file);
+    }
+}
+
+// A file that is not what its name says. Without a begin message the kernel refuses the first policy; without an end
+// message it takes everything and never puts the set into force. A frame message that is a link or a folder stops the
+// sender before the kernel is asked.
+void SetCheck::addProblem(const tarnmessage::FileReport& file) {
+    if (file.status.mode != 0) {
+        add({Weight::kRefused, "wrong-kind", path_, std::nullopt, file.problem, "a message of its kind in each file",
+             kOutOfOrder});
+    } else if (paths::isFrameMessage(file.name)) {
+        const bool isRefused = file.missing && file.name == paths::kBeginName;
+        add({Weight::kRefused, "no-message", path_, std::nullopt, file.problem, "a message under this name",
+             isRefused ? kOutOfOrder : 0});
+    } else {
+        notice("symbolic-link", std::nullopt, file.problem, "a regular file");
     }
 }
 

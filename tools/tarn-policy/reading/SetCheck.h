@@ -55,6 +55,7 @@ private:
     void checkClassOf(const tarnmessage::PolicyRecordView& record);
     void checkVariables(const tarnmessage::PolicyRecordView& record);
     void checkFunctions(const tarnmessage::NamespaceView& block);
+    void addProblem(const tarnmessage::FileReport& file);
     void checkSeries(const tarnmessage::FileReport& file);
     void checkSceneNumbers();
     void checkMode(const std::string& path, const tarnmessage::FileStatus& status, mode_t most);

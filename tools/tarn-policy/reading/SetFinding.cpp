@@ -29,7 +29,7 @@ void appendText(std::string& json, const char* name, const std::string& value) {
 }  // namespace
 
 const std::vector<NoticeText>& noticeTable() {
-    static const std::vector<NoticeText> table{
+    static const std::vector<NoticeText> kTable{
         {"duplicate-record", "a record that the set holds already; it has no effect"},
         {"file-name",
          "the file's name has no place for the namespace of its records: it was renamed or its records are others'"},
@@ -53,7 +53,7 @@ const std::vector<NoticeText>& noticeTable() {
         {"unknown-permission", "a permission that its class does not have"},
         {"variable-namespace", "a dynamic variable of another namespace than the rule's"},
     };
-    return table;
+    return kTable;
 }
 
 std::string noticeMarkdown() {

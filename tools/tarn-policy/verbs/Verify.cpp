@@ -11,6 +11,7 @@
 #include "Failure.h"
 #include "ReadStatus.h"
 #include "Verb.h"
+#include "libtarnsort/SortFailure.h"
 #include "reading/DuplicateSearch.h"
 #include "reading/SetCheck.h"
 #include "reading/SetNames.h"
@@ -93,6 +94,15 @@ private:
     }
 
     std::uint64_t findDuplicates(Report& report) const {
+        try {
+            return searchAgain(report);
+        } catch (const tarnsort::SortFailure& failure) {
+            throw Failure(ExitCode::kFailed, failure.tried(), failure.reason(),
+                          "make room in the folder for temporary files, or give --no-duplicates");
+        }
+    }
+
+    std::uint64_t searchAgain(Report& report) const {
         DuplicateSearch search;
         RecordCollector collector(search);
         static_cast<void>(tarnmessage::SetWalk(path_).run(collector));

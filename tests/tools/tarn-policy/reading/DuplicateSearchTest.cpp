@@ -11,6 +11,9 @@
 
 namespace {
 
+constexpr std::size_t kLarge = std::size_t{16} << 20U;  // bytes
+constexpr std::size_t kSmall = std::size_t{64} << 10U;  // less than the records of the last test need
+
 using Place = DuplicateSearch::Place;
 
 std::vector<std::pair<std::uint32_t, std::uint32_t>> search(const std::vector<std::string>& records, std::size_t most) {
@@ -33,7 +36,7 @@ std::vector<std::pair<std::uint32_t, std::uint32_t>> search(const std::vector<st
 }  // namespace
 
 TEST(DuplicateSearch, EachLaterRecordIsReportedWithTheFirst) {
-    for (const std::size_t most : {100U, 6U, 5U, 2U, 1U}) {
+    for (const std::size_t most : {kLarge, kSmall}) {
         EXPECT_THAT(search({"a", "b", "a", "c", "a", "b"}, most),
                     testing::ElementsAre(testing::Pair(0, 2), testing::Pair(0, 4), testing::Pair(1, 5)))
             << most;
@@ -47,12 +50,12 @@ TEST(DuplicateSearch, RecordsThatDifferInAnyByteAreTwo) {
         records.push_back(record);
         records.back()[byte] = 'y';
     }
-    EXPECT_THAT(search(records, 1000), testing::IsEmpty());
-    EXPECT_THAT(search(records, 10), testing::IsEmpty());
+    EXPECT_THAT(search(records, kLarge), testing::IsEmpty());
+    EXPECT_THAT(search(records, kSmall), testing::IsEmpty());
 }
 
 TEST(DuplicateSearch, EqualChecksumsAloneAreNoDuplicates) {
-    DuplicateSearch duplicates(10);
+    DuplicateSearch duplicates(kSmall);
     duplicates.add("a", 0, 0);
     duplicates.add("a", 1, 0);
     duplicates.add("a", 2, 0);
@@ -67,7 +70,7 @@ TEST(DuplicateSearch, FindsTheSameWithAndWithoutDisk) {
     for (int index = 0; index < 20000; ++index) {
         records.push_back(std::to_string(random() % 15000));
     }
-    const auto inMemory = search(records, 1U << 20U);
+    const auto inMemory = search(records, kLarge);
     EXPECT_GT(inMemory.size(), 5000U);
-    EXPECT_EQ(search(records, 1000), inMemory);
+    EXPECT_EQ(search(records, kSmall), inMemory);
 }

@@ -112,13 +112,23 @@ TEST_F(VerifyTest, MissingAndMisplacedMessagesAreRefused) {
     std::remove(at("beginmsg").c_str());
     replace("endmsg", golden::message("begin"));
     EXPECT_THAT(findings({}, 1),
-                testing::ElementsAre(
-                    found("beginmsg",
-                          ": refused: is missing, expected a message of its kind in each file [no-message, 71 "
-                          "Protocol error]"),
-                    found("endmsg",
-                          ": refused: holds a message of the kind begin, expected end, expected a message of its "
-                          "kind in each file [wrong-kind, 71 Protocol error]")));
+                testing::ElementsAre(found("beginmsg",
+                                           ": refused: is missing, expected a message under this name "
+                                           "[no-message, 71 Protocol error]"),
+                                     found("endmsg",
+                                           ": refused: holds a message of the kind begin, expected end, expected "
+                                           "a message of its kind in each file [wrong-kind, 71 Protocol error]")));
+}
+
+TEST_F(VerifyTest, SetWithoutItsEndWouldNeverBeInForce) {
+    std::remove(at("endmsg").c_str());
+    EXPECT_THAT(findings({}, 1), testing::ElementsAre(found("endmsg",
+                                                            ": refused: is missing, expected a message under this "
+                                                            "name [no-message]")));
+    testfiles::link(at("beginmsg"), at("endmsg"));
+    EXPECT_THAT(findings({}, 1),
+                testing::ElementsAre(HasSubstr("is a symbolic link, which is never followed, expected a "
+                                               "message under this name [no-message]")));
 }
 
 TEST_F(VerifyTest, DuplicatesAreFoundAcrossFiles) {

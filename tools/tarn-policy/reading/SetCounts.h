@@ -1,0 +1,74 @@
+// Counts what stands in a set.
+#ifndef TARN_POLICY_SET_COUNTS_H
+#define TARN_POLICY_SET_COUNTS_H
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "libtarnmessage/SetWalk.h"
+#include "libtarnnames/RecordWords.h"
+
+// Records of one file that share namespace, class and permission. All names are texts for people.
+struct CountRow {
+    std::string file;
+    std::string group;
+    std::string nameSpace;
+    std::string permClass;
+    std::string permission;
+    std::uint64_t records = 0;
+};
+
+struct FileCount {
+    std::string file;
+    std::string type;
+    std::uint64_t bytes = 0;
+    std::uint64_t records = 0;
+};
+
+class SetCounts : public tarnmessage::WalkVisitor {
+public:
+    explicit SetCounts(const tarnnames::NameBook& book) : words_(book) {}
+
+    void onFile(const std::string& name, std::string_view bytes) override;
+    void onPolicy(const tarnmessage::PolicyRecordView& record) override;
+    void onFileEnd(const tarnmessage::FileReport& file) override;
+
+    const std::vector<CountRow>& rows() const { return rows_; }
+    const std::vector<FileCount>& files() const { return files_; }
+
+    // Records by one column of the rows, the most first.
+    using Column = std::string CountRow::*;
+    std::vector<std::pair<std::string, std::uint64_t>> by(Column column) const;
+
+    // Policy messages by how full they are, in tenths: by their records or their bytes, whichever is nearer to the bound.
+    static constexpr std::size_t kTenths = 10;
+    const std::array<std::uint64_t, kTenths>& fill() const { return fill_; }
+
+    // Records by size: below 128 bytes, 256, 512 and so on; the last counts all larger ones.
+    static constexpr std::size_t kSizes = 8;
+    static std::string sizeName(std::size_t index);
+    const std::array<std::uint64_t, kSizes>& sizes() const { return sizes_; }
+
+    std::uint64_t records() const { return records_; }
+    std::uint64_t bytes() const { return bytes_; }
+
+private:
+    using Numbers = std::tuple<std::uint32_t, std::uint32_t, std::uint32_t>;
+
+    tarnnames::RecordWordsCache words_;
+    std::map<Numbers, CountRow> ofFile_;
+    std::pair<const Numbers, CountRow>* last_ = nullptr;
+    std::uint64_t recordsOfFile_ = 0;
+    std::vector<CountRow> rows_;
+    std::vector<FileCount> files_;
+    std::array<std::uint64_t, kTenths> fill_{};
+    std::array<std::uint64_t, kSizes> sizes_{};
+    std::uint64_t records_ = 0;
+    std::uint64_t bytes_ = 0;
+};
+
+#endif
