@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <map>
 
 #include "libtarnpolicysync/Paths.h"
 #include "support/Bytes.h"
