@@ -59,7 +59,7 @@ NamedPolicy::NamedPolicy(std::uint32_t seed, const model::Shape& shape) : random
 }
 
 std::string NamedPolicy::name(const std::string& kind, const std::string& pattern, std::vector<TARN_ID>& ids) {
-    const std::string result =
+    std::string result =
         pattern.find('#') == std::string::npos ? pattern : replaced(pattern, random_.below(kNamesOfAKind));
     auto& known = labels_[kind];
     if (known.count(result) == 0) {

@@ -153,9 +153,9 @@ protected:
 
 TEST_F(SandboxOfAnOrdinaryUser, HasThePrivateFoldersAndIsRootInside) {
     testfiles::write("/etc/tarn/of-the-machine", "1");
-    const Outcome outcome = runAsUser({kProgram, "--kernel=none", "--", "/bin/sh", "-c",
-                                       "id -u; id -g; echo 1 > /etc/tarn/f; echo 2 > /var/log/f; "
-                                       "find /etc/tarn /var/log /sys/kernel/security"});
+    const std::string script =
+        "id -u; id -g; echo 1 > /etc/tarn/f; echo 2 > /var/log/f; find /etc/tarn /var/log /sys/kernel/security";
+    const Outcome outcome = runAsUser({kProgram, "--kernel=none", "--", "/bin/sh", "-c", script});
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_EQ(outcome.out,
               "0\n0\n/etc/tarn\n/etc/tarn/f\n/var/log\n/var/log/f\n/sys/kernel/security\n/sys/kernel/security/tarn\n");
