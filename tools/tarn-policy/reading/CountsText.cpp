@@ -16,7 +16,7 @@ std::uint64_t greatest(const CountSection& section) {
 }
 
 void appendBar(std::string& text, const std::string& name, std::uint64_t number, std::uint64_t most) {
-    const std::size_t width = static_cast<std::size_t>(number * kBarWidth / most);
+    const auto width = static_cast<std::size_t>(number * kBarWidth / most);
     text += "  " + name + std::string(name.size() < kNameWidth ? kNameWidth - name.size() : 0, ' ');
     const std::string digits = std::to_string(number);
     text += " " + std::string(digits.size() < 10 ? 10 - digits.size() : 0, ' ') + digits + " ";
