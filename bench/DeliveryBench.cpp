@@ -20,6 +20,11 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t kMessageSize = 1000000;
 
+void touch(const char* path) {
+    const std::ofstream file(path);
+    bench::require(file.good(), std::string("can't make ") + path);
+}
+
 void writeSet(std::size_t messages) {
     bench::emptyPolicyFolder();
     const std::vector<char> message(kMessageSize, 'm');
@@ -36,7 +41,7 @@ void undoDelivery() {
     if (fs::exists(paths::kPolicyData)) {
         fs::rename(paths::kPolicyData, paths::kPolicyDataTmp);
     }
-    std::ofstream{paths::kSceneInfoTmp};
+    touch(paths::kSceneInfoTmp);
 }
 
 bench::Time timedDelivery(bench::Manager& manager) {
@@ -71,7 +76,7 @@ bench::Time timedLoop() {
 int main(int count, char** arguments) {
     const bench::Options options = bench::start(count, arguments);
     bench::Manager manager;
-    std::ofstream{paths::kKernelDeliver};
+    touch(paths::kKernelDeliver);
     writeSet(bench::sized(options, 1000));
     bench::Row row{"deliver", "1,000 messages of 1 MB", "read and write", 1, bench::Bound::kAtMost, 1.3};
     row.result = bench::compare(

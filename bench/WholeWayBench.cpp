@@ -178,12 +178,12 @@ void parsing(const Options& options, Setup& setup) {
 
 int main(int count, char** arguments) {
     const Options options = bench::start(count, arguments);
-    constexpr std::size_t kFactor = 100;
+    constexpr std::size_t kFactor = 100;  // the labelled files stay as many
     const std::size_t rules = bench::sized(options, 1000000);
     const std::size_t files = bench::sized(options, 100000);
     Setup large(rules, files);
     parsing(options, large);
-    Setup small(rules / kFactor, files / kFactor);
+    Setup small(rules / kFactor, files);
     growth(options, large, small);
     bench::emptyPolicyFolder();
     return 0;

@@ -21,15 +21,20 @@ public:
     MessageBuffer& operator=(const MessageBuffer&) = delete;
     ~MessageBuffer() { static_cast<void>(munmap(start_, kernelmsg::kMessageCapacity)); }
 
-    // Begins a new message; what the last one left is zeroed.
+    // Begins a new message over the last one. What that left behind is never seen: a message ends where it was written.
     void restart() {
-        std::memset(start_, 0, used);
         used = sizeof(kernelmsg::MessageHeader);
         cursor = start_ + used;
     }
 
     bool append(const void* source, unsigned long count) {
         return safeMemcpy(cursor, used, kernelmsg::kMessageCapacity, source, count);
+    }
+
+    // Takes what was written from the cursor up to `end`.
+    void advance(char* end) {
+        used += static_cast<unsigned long>(end - cursor);
+        cursor = end;
     }
 
     void writeHeader(std::uint32_t recordSize, std::uint32_t recordCount, std::uint32_t type) {

@@ -3,10 +3,9 @@
 
 #include "Common/Log.h"
 #include "libtarnpolicysync/Paths.h"
+#include "libtarnpolicysync/compiler/CompilerThreads.h"
 #include "libtarnpolicysync/compiler/PolicySnapshot.h"
 #include "libtarnpolicysync/compiler/RuleSlices.h"
-#include "libtarnpolicysync/compiler/SliceCompiler.h"
-#include "libtarnpolicysync/compiler/SliceWorkers.h"
 
 namespace {
 
@@ -34,40 +33,54 @@ int splitVector(const std::vector<PolicyNode>& nodes, int n, std::vector<std::ve
     return 0;
 }
 
-int PolicyModuleManagerInterface::compileKernelPolicyThread(std::string prefix, std::vector<PolicyNode> slice,
-                                                            std::string directory, std::vector<int>& results,
-                                                            std::mutex& mutex) {
-    const int status = Private::SliceCompiler(*this, prefix, directory).compile(slice);
+PolicyModuleManagerInterface::Private::CompilerThreads::CompilerThreads(PolicyModuleManagerInterface& manager,
+                                                                        const std::string& directory)
+    : workers_(manager.threadnum) {
+    compilers_.reserve(manager.threadnum);
+    for (std::size_t index = 0; index < manager.threadnum; ++index) {
+        compilers_.emplace_back(manager, directory);
+    }
+}
+
+int PolicyModuleManagerInterface::Private::CompilerThreads::compileSlice(SliceCompiler& compiler,
+                                                                         const std::string& prefix,
+                                                                         const std::vector<PolicyNode>& slice,
+                                                                         std::vector<int>& results, std::mutex& mutex) {
+    const int status = compiler.compile(prefix, slice);
     const std::lock_guard<std::mutex> lock(mutex);
     results.push_back(status);
     return status;
 }
 
-std::vector<int> PolicyModuleManagerInterface::Private::compileSlices(PolicyModuleManagerInterface& manager,
-                                                                      SliceWorkers& workers,
-                                                                      std::vector<std::vector<PolicyNode>>& slices,
-                                                                      const std::string& stem,
-                                                                      const std::string& directory) {
+std::vector<int> PolicyModuleManagerInterface::Private::CompilerThreads::compile(
+    std::vector<std::vector<PolicyNode>>& slices, const std::string& stem) {
     std::vector<int> results;
     std::vector<int> statuses(slices.size(), 0);
-    const SliceWorkers::Task compileSlice = [&](std::size_t index) {
+    const SliceWorkers::Task compileOne = [&](std::size_t index) {
         try {
-            statuses[index] = manager.compileKernelPolicyThread(paths::slicePrefix(stem, index),
-                                                                std::move(slices[index]), directory, results, g_mutex);
+            const std::vector<PolicyNode> slice = std::move(slices[index]);
+            statuses[index] = compileSlice(compilers_[index], paths::slicePrefix(stem, index), slice, results, g_mutex);
         } catch (const std::exception&) {  // out of memory, or a table that can't be locked: the caller's line says so
             statuses[index] = 1;
         }
     };
     std::vector<std::size_t> indices;
     for (std::size_t index = 0; index < slices.size(); ++index) {
-        if (workers.isMissing(index)) {
+        if (workers_.isMissing(index)) {
             statuses[index] = 1;
         } else if (!slices[index].empty()) {  // an empty slice writes nothing and succeeds
             indices.push_back(index);
         }
     }
-    workers.run(indices, compileSlice);
+    workers_.run(indices, compileOne);
     return statuses;
+}
+
+int PolicyModuleManagerInterface::compileKernelPolicyThread(std::string prefix, std::vector<PolicyNode> slice,
+                                                            std::string directory, std::vector<int>& results,
+                                                            std::mutex& mutex) {
+    Private::SliceCompiler compiler(*this, directory);
+    return Private::CompilerThreads::compileSlice(compiler, prefix, slice, results, mutex);
 }
 
 int PolicyModuleManagerInterface::compileKernelPolicyMsg() {
@@ -82,10 +95,9 @@ int PolicyModuleManagerInterface::compileKernelPolicyMsg() {
     if (!canBeCutInto(threadnum)) {
         return 1;
     }
-    SliceWorkers workers(threadnum);
+    Private::CompilerThreads threads(*this, paths::kPolicyDataTmp);
     for (SectionSnapshot& section : sections) {
-        const std::vector<int> statuses =
-            Private::compileSlices(*this, workers, section.slices, paths::keyStem(section.key), paths::kPolicyDataTmp);
+        const std::vector<int> statuses = threads.compile(section.slices, paths::keyStem(section.key));
         if (std::any_of(statuses.begin(), statuses.end(), [](int status) { return status != 0; })) {
             TARN_LOG(kLogError, "###ERROR: in compileKernelPolicyMsg, process %s error", section.key.c_str());
             return 1;

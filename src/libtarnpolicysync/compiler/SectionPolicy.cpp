@@ -8,8 +8,7 @@
 #include "Common/DirectoryStream.h"
 #include "Common/Log.h"
 #include "libtarnpolicysync/Paths.h"
-#include "libtarnpolicysync/compiler/SliceWorkers.h"
-#include "libtarnpolicysync/core/ManagerPrivate.h"
+#include "libtarnpolicysync/compiler/CompilerThreads.h"
 #include "libtarnpolicysync/core/PipelineSteps.h"
 
 using pipeline::report;
@@ -93,8 +92,8 @@ int PolicyModuleManagerInterface::compileSectionPolicyMsg(std::string first, std
     }
     rules.clear();
     const std::string stem = key + paths::sectionTag(first, second);
-    SliceWorkers workers(threadnum);
-    const std::vector<int> statuses = Private::compileSlices(*this, workers, slices, stem, paths::kSectionData);
+    Private::CompilerThreads threads(*this, paths::kSectionData);
+    const std::vector<int> statuses = threads.compile(slices, stem);
     int result = 0;
     for (std::size_t index = 0; index < statuses.size(); ++index) {
         if (statuses[index] != 0) {

@@ -2,6 +2,7 @@
 
 #include <securec.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "Common/Log.h"
@@ -10,12 +11,34 @@
 namespace {
 
 // Sets what differs between the records of one rule: the policy type and the two identifiers.
-void setPair(char* record, const TARN_ID& subject, const TARN_ID& object) {
+inline void setPair(char* record, const TARN_ID& subject, const TARN_ID& object) {
     char* node = record + sizeof kernelmsg::kMagicNumber;
     const std::uint32_t type = kernelmsg::policyTypeOf(object);
     std::memcpy(node + offsetof(kernelmsg::PolicyNodeRecord, policyType), &type, sizeof type);
     std::memcpy(node + offsetof(kernelmsg::PolicyNodeRecord, subject), &subject, sizeof subject);
     std::memcpy(node + offsetof(kernelmsg::PolicyNodeRecord, object), &object, sizeof object);
+}
+
+constexpr unsigned long kPlainLength = sizeof kernelmsg::kMagicNumber + sizeof(kernelmsg::PolicyNodeRecord);
+
+// Copies a record `count` times, each with the next object. A record without condition and actions is short enough for
+// the compiler to copy it without a call.
+char* copyRecords(char* cursor, const char* record, unsigned long length, const TARN_ID& subject,
+                  const TARN_ID* objects, std::size_t count) {
+    if (length == kPlainLength) {
+        char plain[kPlainLength];
+        std::memcpy(plain, record, sizeof plain);
+        for (std::size_t index = 0; index < count; ++index, cursor += sizeof plain) {
+            setPair(plain, subject, objects[index]);
+            std::memcpy(cursor, plain, sizeof plain);
+        }
+        return cursor;
+    }
+    for (std::size_t index = 0; index < count; ++index, cursor += length) {
+        std::memcpy(cursor, record, length);
+        setPair(cursor, subject, objects[index]);
+    }
+    return cursor;
 }
 
 int writeMessage(const MessageBuffer& message, const std::string& path) {
@@ -28,12 +51,27 @@ int writeMessage(const MessageBuffer& message, const std::string& path) {
 
 }  // namespace
 
-int PolicyModuleManagerInterface::Private::SliceCompiler::compile(const std::vector<PolicyNode>& slice) {
+int PolicyModuleManagerInterface::Private::SliceCompiler::compile(const std::string& prefix,
+                                                                  const std::vector<PolicyNode>& slice) {
+    prefix_ = prefix;
+    int status = addRules(slice);
+    if (status == 0) {
+        status = flushAll();
+    }
+    dropGroups();
+    return status;
+}
+
+int PolicyModuleManagerInterface::Private::SliceCompiler::addRules(const std::vector<PolicyNode>& slice) {
     for (const PolicyNode& rule : slice) {
         if (const int status = addRule(rule)) {
             return status;
         }
     }
+    return 0;
+}
+
+int PolicyModuleManagerInterface::Private::SliceCompiler::flushAll() {
     for (auto& entry : groups_) {
         if (entry.second.records == 0) {
             continue;
@@ -45,11 +83,26 @@ int PolicyModuleManagerInterface::Private::SliceCompiler::compile(const std::vec
     return 0;
 }
 
+void PolicyModuleManagerInterface::Private::SliceCompiler::dropGroups() {
+    if (!groups_.empty()) {
+        spare_ = std::move(groups_.begin()->second.message);
+    }
+    groups_.clear();
+    lastGroup_ = nullptr;
+}
+
+std::unique_ptr<MessageBuffer> PolicyModuleManagerInterface::Private::SliceCompiler::takeBuffer() {
+    return spare_ ? std::move(spare_) : std::make_unique<MessageBuffer>();
+}
+
 PolicyModuleManagerInterface::Private::SliceCompiler::GroupMap::value_type&
 PolicyModuleManagerInterface::Private::SliceCompiler::groupOf(const PolicyNode& rule) {
     if (lastGroup_ == nullptr || std::get<0>(lastGroup_->first) != rule.strGroup ||
         std::get<1>(lastGroup_->first) != rule.strNamespace) {
         lastGroup_ = &*groups_.try_emplace(GroupKey(rule.strGroup, rule.strNamespace, prefix_)).first;
+        if (!lastGroup_->second.message) {
+            lastGroup_->second.message = takeBuffer();
+        }
     }
     return *lastGroup_;
 }
@@ -59,32 +112,54 @@ int PolicyModuleManagerInterface::Private::SliceCompiler::addRule(const PolicyNo
     GroupMap::value_type& entry = groupOf(rule);
     Template last;
     for (const TARN_ID& subject : rule.vecSubjectId) {
-        for (const TARN_ID& object : rule.vecObjectId) {
-            if (const int status = addRecord(entry, rule, subject, object, last)) {
-                return status;
-            }
+        if (const int status = addRecords(entry, rule, subject, last)) {
+            return status;
         }
     }
     return 0;
 }
 
-int PolicyModuleManagerInterface::Private::SliceCompiler::addRecord(GroupMap::value_type& entry, const PolicyNode& rule,
-                                                                    const TARN_ID& subject, const TARN_ID& object,
-                                                                    Template& last) {
+// How many of the wanted records can be copied: none without a record to copy from, and none where it does not fit.
+std::size_t PolicyModuleManagerInterface::Private::SliceCompiler::copiesThatFit(const MessageGroup& group,
+                                                                                const Template& last,
+                                                                                std::size_t wanted) {
+    if (last.bytes == nullptr) {
+        return 0;
+    }
+    const auto places = static_cast<std::size_t>(kernelmsg::kRecordsPerMessage - group.records);
+    return std::min({wanted, places, group.message->remaining() / last.length});
+}
+
+// The records of one subject. Once the rule's first record stands in the message, as many as fit are copied from it.
+int PolicyModuleManagerInterface::Private::SliceCompiler::addRecords(GroupMap::value_type& entry,
+                                                                     const PolicyNode& rule, const TARN_ID& subject,
+                                                                     Template& last) {
     MessageGroup& group = entry.second;
-    MessageBuffer& message = group.message;
-    if (group.records == 0) {
-        TARN_LOG(kLogDetail, "###INFO: 新的策略消息...");
-        message.restart();
-        last = {};
+    MessageBuffer& message = *group.message;
+    for (std::size_t done = 0; done < rule.vecObjectId.size();) {
+        if (group.records == 0) {
+            TARN_LOG(kLogDetail, "###INFO: 新的策略消息...");
+            message.restart();
+            last = {};
+        }
+        const TARN_ID* objects = &rule.vecObjectId[done];
+        std::size_t count = copiesThatFit(group, last, rule.vecObjectId.size() - done);
+        if (count != 0) {
+            message.advance(copyRecords(message.cursor, last.bytes, last.length, subject, objects, count));
+        } else if (const int status = encode(message, rule, subject, *objects, last)) {
+            return status;
+        } else {
+            count = 1;
+        }
+        done += count;
+        group.records += static_cast<int>(count);
+        if (group.records == kernelmsg::kRecordsPerMessage) {
+            if (const int status = flushFull(entry)) {
+                return status;
+            }
+        }
     }
-    if (last.bytes != nullptr && message.append(last.bytes, last.length)) {
-        setPair(message.cursor - last.length, subject, object);
-    } else if (const int status = encode(message, rule, subject, object, last)) {
-        return status;
-    }
-    ++group.records;
-    return group.records == kernelmsg::kRecordsPerMessage ? flushFull(entry) : 0;
+    return 0;
 }
 
 // Through the encoder: the first record of a rule in a message, and one that does not fit any more, so that the same
@@ -109,10 +184,10 @@ std::string PolicyModuleManagerInterface::Private::SliceCompiler::pathOf(const G
 
 // Closes the header over the finished message and dumps it where traces are wanted.
 void PolicyModuleManagerInterface::Private::SliceCompiler::finishMessage(MessageGroup& group) const {
-    group.message.writeHeader(sizeof(kernelmsg::PolicyNodeRecord), static_cast<std::uint32_t>(group.records),
-                              kernelmsg::kTypePolicy);
+    group.message->writeHeader(sizeof(kernelmsg::PolicyNodeRecord), static_cast<std::uint32_t>(group.records),
+                               kernelmsg::kTypePolicy);
     if (dump_) {
-        printBytes(group.message.bytes(), group.message.used);
+        printBytes(group.message->bytes(), group.message->used);
     }
 }
 
@@ -120,12 +195,12 @@ void PolicyModuleManagerInterface::Private::SliceCompiler::finishMessage(Message
 // goes through the same append as the records.
 int PolicyModuleManagerInterface::Private::SliceCompiler::flushFull(GroupMap::value_type& entry) const {
     MessageGroup& group = entry.second;
-    if (!group.message.append(&kernelmsg::kEndNumber, sizeof kernelmsg::kEndNumber)) {
+    if (!group.message->append(&kernelmsg::kEndNumber, sizeof kernelmsg::kEndNumber)) {
         TARN_LOG(kLogError, "Failed to copy end_number, buffer full");
         return 1;
     }
     finishMessage(group);
-    if (const int result = writeMessage(group.message, pathOf(entry))) {
+    if (const int result = writeMessage(*group.message, pathOf(entry))) {
         return result;
     }
     ++group.fileIndex;
@@ -136,7 +211,7 @@ int PolicyModuleManagerInterface::Private::SliceCompiler::flushFull(GroupMap::va
 // What is left after the last rule. A path that is refused loses the message without an error; hosts count on it.
 int PolicyModuleManagerInterface::Private::SliceCompiler::flushLast(GroupMap::value_type& entry) const {
     MessageGroup& group = entry.second;
-    MessageBuffer& message = group.message;
+    MessageBuffer& message = *group.message;
     if (message.remaining() < sizeof kernelmsg::kEndNumber) {
         TARN_LOG(kLogError, "Not enough space for end_number, need 4, remaining %zu", message.remaining());
         return 1;

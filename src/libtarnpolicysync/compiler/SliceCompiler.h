@@ -1,10 +1,13 @@
-// Puts the rules of one slice into messages and writes them: the body of one compiler thread.
+// Puts the rules of slices into messages and writes them: the body of one compiler thread. What it remembers from slice
+// to slice holds for one compilation.
 #ifndef TARN_COMPILER_SLICE_COMPILER_H
 #define TARN_COMPILER_SLICE_COMPILER_H
 
 #include <map>
+#include <memory>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "libtarnpolicysync/MessageBuffer.h"
@@ -12,11 +15,11 @@
 
 class PolicyModuleManagerInterface::Private::SliceCompiler {
 public:
-    SliceCompiler(PolicyModuleManagerInterface& manager, const std::string& prefix, const std::string& directory)
-        : dump_(manager.logflag), prefix_(prefix), directory_(directory), lookup_(manager) {}
+    SliceCompiler(PolicyModuleManagerInterface& manager, std::string directory)
+        : dump_(manager.logflag), directory_(std::move(directory)), lookup_(manager) {}
 
     // Stops at the first failure and returns its status: unfinished messages are dropped, written files stay.
-    int compile(const std::vector<PolicyNode>& slice);
+    int compile(const std::string& prefix, const std::vector<PolicyNode>& slice);
 
 private:
     // Rules of one group and namespace share messages; the fields are compared in this order.
@@ -25,7 +28,7 @@ private:
     struct MessageGroup {
         int records = 0;    // in the message under construction
         int fileIndex = 0;  // of the next file
-        MessageBuffer message;
+        std::unique_ptr<MessageBuffer> message;
     };
     using GroupMap = std::map<GroupKey, MessageGroup>;
 
@@ -36,10 +39,14 @@ private:
         unsigned long length = 0;
     };
 
+    int addRules(const std::vector<PolicyNode>& slice);
+    int flushAll();
+    void dropGroups();
+    std::unique_ptr<MessageBuffer> takeBuffer();
     GroupMap::value_type& groupOf(const PolicyNode& rule);
     int addRule(const PolicyNode& rule);
-    int addRecord(GroupMap::value_type& entry, const PolicyNode& rule, const TARN_ID& subject, const TARN_ID& object,
-                  Template& last);
+    int addRecords(GroupMap::value_type& entry, const PolicyNode& rule, const TARN_ID& subject, Template& last);
+    static std::size_t copiesThatFit(const MessageGroup& group, const Template& last, std::size_t wanted);
     int encode(MessageBuffer& message, const PolicyNode& rule, const TARN_ID& subject, const TARN_ID& object,
                Template& last);
 
@@ -49,11 +56,12 @@ private:
     int flushLast(GroupMap::value_type& entry) const;
 
     bool dump_;
-    const std::string& prefix_;
-    const std::string& directory_;
+    std::string directory_;
     NumberLookup lookup_;
+    std::string prefix_;
     GroupMap groups_;
     GroupMap::value_type* lastGroup_ = nullptr;  // rules come in runs
+    std::unique_ptr<MessageBuffer> spare_;       // of an earlier slice: many slices have one group of few records
 };
 
 #endif

@@ -28,6 +28,10 @@ SliceWorkers::~SliceWorkers() {
 }
 
 void SliceWorkers::run(const std::vector<std::size_t>& indices, const Task& task) {
+    if (indices.size() == 1) {
+        task(indices.front());
+        return;
+    }
     std::unique_lock<std::mutex> lock(mutex_);
     running_ = indices.size();
     for (const std::size_t index : indices) {

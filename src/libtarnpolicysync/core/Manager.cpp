@@ -5,15 +5,15 @@
 
 namespace {
 
-template <typename Table>
-void clearUnder(std::mutex& mutex, Table& table) {
+template <typename... Table>
+void clearUnder(std::mutex& mutex, Table&... tables) {
     const std::lock_guard<std::mutex> lock(mutex);
-    table.clear();
+    (tables.clear(), ...);
 }
 
 }  // namespace
 
-PolicyModuleManagerInterface::PolicyModuleManagerInterface() {
+PolicyModuleManagerInterface::PolicyModuleManagerInterface() : m_private(std::make_unique<Private>()) {
     initConfigInfo();
     importNameInfo();
     static_cast<void>(initDynamicVariableInfo());  // an unreadable file is logged there and leaves no variables
@@ -33,9 +33,9 @@ int PolicyModuleManagerInterface::addPolicy(std::string key, PolicyDb& db) {
 
 void PolicyModuleManagerInterface::clearAllPolicy() {
     clearUnder(m_mutexFuncId, m_mapFuncId);
-    clearUnder(m_mutexNamespaceFunc, m_mapNamespaceFunc);
+    clearUnder(m_mutexNamespaceFunc, m_mapNamespaceFunc, m_private->functionIndexes);
     clearUnder(m_mutexPolicy, m_mapPolicy);
-    clearUnder(m_mutexFileToGetLabel, m_mapFileToGetLabel);
+    clearUnder(m_mutexFileToGetLabel, m_mapFileToGetLabel, m_private->fileToLabelIndexes);
     clearUnder(deviceVecMutex, deviceVec);
     clearUnder(kmodVecMutex, kmodVec);
     clearUnder(m_mutexUserUid, m_mapUserUid);

@@ -3,9 +3,11 @@
 #ifndef TARN_MANAGER_PRIVATE_H
 #define TARN_MANAGER_PRIVATE_H
 
-#include "libtarnpolicysync/PolicyModuleManagerInterface.h"
+#include <string>
+#include <unordered_map>
 
-class SliceWorkers;
+#include "Common/ListIndex.h"
+#include "libtarnpolicysync/PolicyModuleManagerInterface.h"
 
 // The end of a message under construction, as a caller of the encoders holds it.
 struct EncoderOutput {
@@ -26,11 +28,12 @@ struct __attribute__((visibility("hidden"))) PolicyModuleManagerInterface::Priva
     static unsigned int encodeAction(NumberLookup& lookup, const PolicyNode& rule, const DoFuncNode& action,
                                      EncoderOutput out);
 
-    // Compiles each slice on its own worker into message files whose names begin with `stem` and the slice number.
-    // Gives every slice's status, by slice; that of a slice whose thread can't be started is 1.
-    static std::vector<int> compileSlices(PolicyModuleManagerInterface& manager, SliceWorkers& workers,
-                                          std::vector<std::vector<PolicyNode>>& slices, const std::string& stem,
-                                          const std::string& directory);
+    class CompilerThreads;  // compiler/CompilerThreads.h
+
+    // Beside the lists of two tables, by their keys; guarded by the mutex of the table and cleared with it.
+    using ListIndexes = std::unordered_map<std::string, ListIndex>;
+    ListIndexes functionIndexes;     // of m_mapNamespaceFunc
+    ListIndexes fileToLabelIndexes;  // of m_mapFileToGetLabel
 };
 
 #endif

@@ -93,7 +93,8 @@ unsigned int PolicyModuleManagerInterface::sendSinglePolicyInternal(const std::s
         TARN_LOG(kLogError, "sendSinglePolicyInternal: open %s failed: %s", path.c_str(), std::strerror(errno));
         return 1;
     }
-    const auto message = std::make_unique<char[]>(kernelmsg::kMessageCapacity);
+    const std::unique_ptr<char[]> message(
+        new char[kernelmsg::kMessageCapacity]);  // what read() fills is all that counts
     const ssize_t count = read(file.get(), message.get(), kernelmsg::kMessageCapacity);
     if (count < 0) {
         TARN_LOG(kLogError, "sendSinglePolicyInternal: read %s error: %s", path.c_str(), std::strerror(errno));

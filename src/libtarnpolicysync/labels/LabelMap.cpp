@@ -2,7 +2,7 @@
 
 #include "Common/Log.h"
 #include "libtarnlabelmgr/LabelManager.h"
-#include "libtarnpolicysync/PolicyModuleManagerInterface.h"
+#include "libtarnpolicysync/core/ManagerPrivate.h"
 #include "libtarnpolicysync/labels/LabelAcquisition.h"
 
 namespace labels {
@@ -80,10 +80,7 @@ int PolicyModuleManagerInterface::setFileToGetLabelMap(std::string sMapKey, std:
         return 1;
     }
     const std::lock_guard<std::mutex> lock(m_mutexFileToGetLabel);
-    std::vector<std::string>& names = m_mapFileToGetLabel[sMapKey];
-    if (std::find(names.begin(), names.end(), sMapValue) == names.end()) {
-        names.push_back(std::move(sMapValue));
-    }
+    m_private->fileToLabelIndexes[sMapKey].appendOnce(m_mapFileToGetLabel[sMapKey], std::move(sMapValue));
     return 0;
 }
 

@@ -1,25 +1,14 @@
-#include <algorithm>
 #include <stdexcept>
 
 #include "Common/Log.h"
 #include "libtarnpolicysync/Paths.h"
-#include "libtarnpolicysync/PolicyModuleManagerInterface.h"
+#include "libtarnpolicysync/core/ManagerPrivate.h"
 #include "libtarnpolicysync/registry/NameNumbers.h"
 
 namespace {
 
-using FunctionTable = std::unordered_map<std::string, std::vector<std::string>>;
-
 std::string functionEntry(const std::string& module, const std::string& function) {
     return module + ":" + function;
-}
-
-// Entries keep their first place: it is their number.
-void appendFunction(FunctionTable& table, const std::string& nameSpace, const std::string& entry) {
-    std::vector<std::string>& entries = table[nameSpace];
-    if (std::find(entries.begin(), entries.end(), entry) == entries.end()) {
-        entries.push_back(entry);
-    }
 }
 
 }  // namespace
@@ -78,8 +67,8 @@ void PolicyModuleManagerInterface::initNamespaceFuncInfo() {
             TARN_LOG(kLogError, "###ERROR: in func %s, %s is truncate.", "initNamespaceFuncInfo", paths::kFuncInfo);
             continue;
         }
-        for (const std::string& entry : Split(fields[1], ',')) {
-            appendFunction(m_mapNamespaceFunc, fields[0], entry);
+        for (std::string& entry : Split(fields[1], ',')) {
+            m_private->functionIndexes[fields[0]].appendOnce(m_mapNamespaceFunc[fields[0]], std::move(entry));
         }
     }
 }
@@ -102,7 +91,9 @@ int PolicyModuleManagerInterface::setNamespaceFuncInfo(std::string strNamespace,
         return 1;
     }
     const std::lock_guard<std::mutex> lock(m_mutexNamespaceFunc);
-    appendFunction(m_mapNamespaceFunc, strNamespace, functionEntry(strKmodName, strFuncName));
+    // An entry keeps its first place: it is its number.
+    m_private->functionIndexes[strNamespace].appendOnce(m_mapNamespaceFunc[strNamespace],
+                                                        functionEntry(strKmodName, strFuncName));
     return 0;
 }
 

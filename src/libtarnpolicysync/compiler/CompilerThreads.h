@@ -1,0 +1,30 @@
+// The threads of one compilation, each with what it remembers from section to section.
+#ifndef TARN_COMPILER_COMPILER_THREADS_H
+#define TARN_COMPILER_COMPILER_THREADS_H
+
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "libtarnpolicysync/compiler/SliceCompiler.h"
+#include "libtarnpolicysync/compiler/SliceWorkers.h"
+
+class PolicyModuleManagerInterface::Private::CompilerThreads {
+public:
+    // As many threads as the manager is set to; their files go to the directory.
+    CompilerThreads(PolicyModuleManagerInterface& manager, const std::string& directory);
+
+    // Compiles each slice on its own thread into message files whose names begin with `stem` and the slice number, and
+    // ends it there. Gives every slice's status, by slice; that of a slice whose thread can't be started is 1.
+    std::vector<int> compile(std::vector<std::vector<PolicyNode>>& slices, const std::string& stem);
+
+    // The body of one thread: compiles the slice and adds its status to the results, which the mutex guards.
+    static int compileSlice(SliceCompiler& compiler, const std::string& prefix, const std::vector<PolicyNode>& slice,
+                            std::vector<int>& results, std::mutex& mutex);
+
+private:
+    SliceWorkers workers_;
+    std::vector<SliceCompiler> compilers_;  // by slice
+};
+
+#endif
