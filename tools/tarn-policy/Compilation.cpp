@@ -12,6 +12,7 @@
 #include "Threads.h"
 #include "Verification.h"
 #include "libtarnpolicysync/Paths.h"
+#include "reading/Rules.h"
 
 namespace {
 
@@ -99,6 +100,12 @@ void compileAndCompare(PolicyModuleManagerInterface& manager, const Preparation&
     verifySet(prepared, expected, libraryThreads(), report);
 }
 
+void reportDigest(Report& report, Progress& progress) {
+    progress.stage("digesting", "rules", 0);
+    reportDigestOf(paths::kPolicyDataTmp, report);
+    progress.end();
+}
+
 }  // namespace
 
 std::vector<Variable> wantedVariables(const policydoc::PolicyDocument& document) {
@@ -144,6 +151,7 @@ void compilePolicy(PolicyModuleManagerInterface& manager, const Preparation& pre
     const ExpectedRecords expected = registerRules(manager, prepared, report, progress);
     try {
         compileAndCompare(manager, prepared, expected, report, progress);
+        reportDigest(report, progress);
         if (kind == CompileKind::kForDelivery) {
             FullCompilationNote::write(wantedVariables(prepared.document));
             return;

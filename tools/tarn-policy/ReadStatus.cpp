@@ -19,6 +19,14 @@ const std::vector<ReadStatusText>& readStatusTable() {
         {"query", ReadStatus::kNo, "none", "no record matches"},
         {"query", ReadStatus::kTrouble, "trouble",
          "something could not be read or is damaged, a name is not known, or the command line is wrong"},
+        {"diff", ReadStatus::kYes, "same", "both sets have the same rules"},
+        {"diff", ReadStatus::kNo, "different", "rules were added, removed or changed"},
+        {"diff", ReadStatus::kTrouble, "trouble",
+         "a set is damaged, something could not be read or stored, or the command line is wrong"},
+        {"digest", ReadStatus::kYes, "computed", "the digest was printed"},
+        {"digest", ReadStatus::kNo, "unsound", "the kernel would refuse the set, which has no digest"},
+        {"digest", ReadStatus::kTrouble, "trouble",
+         "something could not be read or stored, or the command line is wrong"},
     };
     return kTable;
 }

@@ -7,6 +7,8 @@ const std::vector<VerbEntry>& verbTable() {
         {"", "verify", "Say whether the kernel would take a set, and what it would not notice", makeVerify},
         {"", "stat", "Count the records of a set and show how full its messages are", makeStat},
         {"", "query", "Find the records of a subject, an object, a class and so on", makeQuery},
+        {"", "diff", "Tell which rules were added, removed and changed between two sets", makeDiff},
+        {"", "digest", "Print one number for the rules of a set, to compare machines by", makeDigest},
         {"", "compile", "Compile a policy into a set under /etc/tarn, to be sent later", makeCompile},
         {"", "send", "Deliver the compiled set to the kernel", makeSend},
         {"", "apply", "Compile a policy and deliver it to the kernel", makeApply},

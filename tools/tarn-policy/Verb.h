@@ -48,6 +48,8 @@ std::unique_ptr<Verb> makeInspect();
 std::unique_ptr<Verb> makeVerify();
 std::unique_ptr<Verb> makeQuery();
 std::unique_ptr<Verb> makeStat();
+std::unique_ptr<Verb> makeDiff();
+std::unique_ptr<Verb> makeDigest();
 std::unique_ptr<Verb> makeApply();
 std::unique_ptr<Verb> makeSection();
 std::unique_ptr<Verb> makeSendInit();

@@ -111,10 +111,11 @@ ExitCode runVerb(ChosenVerb& chosen, Output& output) {
     } catch (...) {
         code = reportFailure(chosen, unexpected(chosen.name, "of an unknown kind"), report);
     }
-    if (!report.finish(code, chosen.verb->statusName(code)) && code == ExitCode::kDone) {
-        return chosen.verb->failed(ExitCode::kFailed);
+    if (report.finish(code, chosen.verb->statusName(code))) {
+        return code;
     }
-    return code;
+    // An answer that nobody got is none; a failure stays what it is.
+    return code == ExitCode::kDone ? chosen.verb->failed(ExitCode::kFailed) : chosen.verb->failed(code);
 }
 
 ExitCode run(int argc, char** argv) {

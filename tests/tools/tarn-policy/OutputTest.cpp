@@ -61,7 +61,9 @@ TEST_F(OutputTest, TextOutputStaysCleanToo) {
     plainKernel();
     const Outcome outcome = tool({"apply", kPolicy});
     EXPECT_EQ(outcome.out,
-              "planned: 3 rules, 8 records in 2 messages of 986 bytes\ndelivered: the kernel holds the whole set\n");
+              "planned: 3 rules, 8 records in 2 messages of 986 bytes\n"
+              "digest: fdfed808f3908001ed6b27f3ffaab2f7f9a1ef316da300d7e13044685cf7defa\n"
+              "delivered: the kernel holds the whole set\n");
 }
 
 TEST_F(OutputTest, AnErrorIsPartOfTheJsonObject) {
