@@ -8,7 +8,11 @@ if(TARN_TOOLS)
     pkg_check_modules(GCRYPT REQUIRED IMPORTED_TARGET libgcrypt)
 endif()
 if(TARN_TESTS)
-    find_package(GTest REQUIRED)
+    find_package(GTest QUIET)
+    if(NOT GTest_FOUND)
+        message(FATAL_ERROR "The tests need GoogleTest (Debian 12: libgtest-dev, libgmock-dev); -DTARN_TESTS=OFF builds "
+                            "everything else without it.")
+    endif()
 endif()
 
 # The bounds-checking functions: the system's where it has them, else the stand-in of this tree.
