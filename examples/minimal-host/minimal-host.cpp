@@ -67,7 +67,7 @@ PolicyNode backupRule() {
     rule.strGroup = "main";
     rule.strModuleName = "timemod";
 
-    ExprNode variable(12, "", 0);  // 12: a dynamic variable of the rule's namespace
+    ExprNode variable(12, "", 1);  // 12: a dynamic variable of the rule's namespace, compared with 1: on
     variable.strVarName = "window";
     const ExprNode call(4, "is_backup_time", 0);  // 4: a function of the rule's kernel module
     const ExprNode both(2, "", 0);                // 2: a binary operator; conditions are written in postfix order
