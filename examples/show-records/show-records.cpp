@@ -42,6 +42,12 @@ int main(int argc, char** argv) {
     const tarnmessage::SetReport report = tarnmessage::readSet(argv[1]);
     if (!report.sound()) {
         std::fprintf(stderr, "show-records: %s is not a sound set %s\n", argv[1], report.problem.c_str());
+        for (const tarnmessage::FileReport& file : report.files) {
+            if (!file.sound()) {
+                const std::string why = file.finding ? tarnmessage::toText(*file.finding) : file.problem;
+                std::fprintf(stderr, "  %s: %s\n", file.name.c_str(), why.c_str());
+            }
+        }
         return 1;
     }
     Printer printer(report.functions, argc == 3 ? std::strtol(argv[2], nullptr, 10) : 1);
