@@ -144,8 +144,8 @@ Options parseOptions(int argc, char** argv) {
 const char* usage() {
     return "usage: tarn-sandbox [OPTION...] [--] COMMAND [ARGUMENT...]\n"
            "\n"
-           "Runs COMMAND with its own empty /etc/tarn, /var/log and /sys/kernel/security, a simulated kernel\n"
-           "entry in the last, and leaves the machine as it was.\n"
+           "Runs COMMAND with its own empty /etc/tarn, /var/log, /run/lock and /sys/kernel/security, a simulated\n"
+           "kernel entry in the last, and leaves the machine as it was.\n"
            "\n"
            "  --kernel=auto|fuse|fifo|none  the kernel entry: a FUSE file system (fuse), a FIFO that takes\n"
            "                                everything (fifo), none, or the best that works here (auto)\n"
