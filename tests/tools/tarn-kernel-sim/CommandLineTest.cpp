@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "support/Files.h"
 #include "support/Process.h"
 
 using testing::HasSubstr;
@@ -47,4 +48,22 @@ TEST(KernelSimCommandLine, TranscriptThatCannotBeWrittenIsAFailure) {
     const testprocess::Outcome outcome = simulator({"--fifo", "/etc/tarn/fifo", "--transcript", "/etc/tarn/no/file"});
     EXPECT_EQ(outcome.status, 1);
     EXPECT_THAT(outcome.err, HasSubstr("can't write the transcript /etc/tarn/no/file"));
+}
+
+TEST(KernelSimCommandLine, OnlyADirectoryIsMountedAt) {
+    testfiles::write("/etc/tarn/file", "");
+    const testprocess::Outcome file = simulator({"--mount", "/etc/tarn/file"});
+    EXPECT_EQ(file.status, 1);
+    EXPECT_THAT(file.err, HasSubstr("can't mount at /etc/tarn/file: Not a directory"));
+    const testprocess::Outcome missing = simulator({"--mount", "/etc/tarn/missing"});
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_THAT(missing.err, HasSubstr("No such file or directory"));
+}
+
+TEST(KernelSimCommandLine, LackOfMemoryIsSaid) {
+    const testprocess::Outcome outcome = testprocess::run(
+        {"sh", "-c", "ulimit -v 120000; \"$0\" --fifo /etc/tarn/fifo $(yes -- '--para net/v' | head -n 60000)",
+         TARN_KERNEL_SIM_PROGRAM});
+    EXPECT_EQ(outcome.status, 1) << outcome.err;
+    EXPECT_THAT(outcome.err, HasSubstr("tarn-kernel-sim: "));
 }
