@@ -182,7 +182,17 @@ std::string firstError(std::string report) {
     return report;
 }
 
+// The parser takes a NUL byte for the end of the text and would pass over what stands behind it.
+void requireText(const std::string& text) {
+    const std::size_t nul = text.find('\0');
+    if (nul != std::string::npos) {
+        const auto line = 1 + std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(nul), '\n');
+        throw Malformed(kNoJson, "line " + std::to_string(line) + ": a NUL byte, which JSON never holds");
+    }
+}
+
 Json::Value parseJson(const std::string& text) {
+    requireText(text);
     Json::CharReaderBuilder builder;
     Json::CharReaderBuilder::strictMode(&builder.settings_);
     const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());

@@ -182,4 +182,14 @@ TEST(LabelTableFile, ReadsAFileWhoseSizeIsNotKnownBeforehand) {
     EXPECT_THAT(text, HasSubstr("label_table_test"));
 }
 
+TEST(LabelTable, RefusesTextBehindItsEnd) {
+    for (const std::string& behind :
+         {std::string("x"), std::string("{}"), std::string(1, '\0'), std::string("\0x", 2)}) {
+        Table table;
+        std::string problem;
+        EXPECT_EQ(labeltable::parse(tableWith(R"("labels": {})") + "\n" + behind, table, problem), labeltable::kNoJson);
+        EXPECT_THAT(problem, HasSubstr("ine 2")) << problem;
+    }
+}
+
 }  // namespace
