@@ -50,7 +50,22 @@ void checkFileNames(const PolicyDocument& document, unsigned int threads, const 
     }
 }
 
+void warnOfNoRules(const PolicyDocument& document, Diagnostics& diagnostics) {
+    const Reporter report(&diagnostics, document.files.front().name);
+    report.warning(Path(), 0,
+                   {"no-rules", "the document has no rules: delivered, it would leave the kernel without any",
+                    "at least one rule", "write rules under \"groups\", or name files with rules there"});
+}
+
 }  // namespace
+
+std::uint64_t sizeOfFiles(const PolicyDocument& document) {
+    std::uint64_t bytes = 0;
+    for (const SourceFile& file : document.files) {
+        bytes += file.size;
+    }
+    return bytes;
+}
 
 bool check(const PolicyDocument& document, const CheckContext& context, Diagnostics& diagnostics) {
     checkDeclarations(document, context, diagnostics);
@@ -59,27 +74,18 @@ bool check(const PolicyDocument& document, const CheckContext& context, Diagnost
     const bool complete = forEachRule(document, true, diagnostics, [&](const LocatedRule& rule) {
         rules.check(rule);
         if (++count % kProgressStep == 0 && context.progress) {
-            context.progress(count);
+            context.progress(count, rule.bytesRead);
         }
         return true;
     });
     checkFileNames(document, context.threads, rules.series(), diagnostics);
+    if (complete && count == 0 && diagnostics.mistakes() == 0) {
+        warnOfNoRules(document, diagnostics);
+    }
     if (context.progress) {
-        context.progress(count);
+        context.progress(count, sizeOfFiles(document));
     }
     return complete;
-}
-
-void checkLabels(const PolicyDocument& document, const Labels& labels, Diagnostics& diagnostics) {
-    CheckContext context;
-    context.labels = &labels;
-    Diagnostics all;
-    checkDeclarations(document, context, all);
-    for (const Diagnostic& diagnostic : all.all()) {
-        if (diagnostic.code == "no-label" || diagnostic.code == "no-identifier") {  // the others are known already
-            diagnostics.add(diagnostic);
-        }
-    }
 }
 
 }  // namespace policydoc

@@ -27,8 +27,13 @@ const std::vector<std::string>& labelKinds() {
 
 class DeclarationCheck {
 public:
-    DeclarationCheck(const PolicyDocument& document, const CheckContext& context, Diagnostics& diagnostics)
-        : document_(document), context_(context), report_(&diagnostics, document.files.front().name) {}
+    // Of what `labels` takes, findings about names without labels, and of `others` all others. None: they are dropped.
+    DeclarationCheck(const PolicyDocument& document, const CheckContext& context, Diagnostics* others,
+                     Diagnostics* labels)
+        : document_(document),
+          context_(context),
+          report_(others, document.files.front().name),
+          labelReport_(labels, document.files.front().name) {}
 
     void run() {
         checkNamespaces();
@@ -51,6 +56,7 @@ private:
     void checkLabelledNames();
     void checkNames(const std::vector<DeclaredName>& entries, const char* list,
                     const std::map<std::string, TARN_ID>* identifiers);
+    void checkNamespacesOfVariables(const Path& list);
     void checkVariables();
     void checkKeys();
     void reportTwice(const Path& at, std::uint32_t line, const std::string& name);
@@ -58,6 +64,7 @@ private:
     const PolicyDocument& document_;
     const CheckContext& context_;
     Reporter report_;
+    Reporter labelReport_;
     Path root_;
 };
 
@@ -142,11 +149,11 @@ void DeclarationCheck::checkLabelledNames() {
         checkName(entry.name, kNameNotEmpty, "the name", at, entry.place.line, report_);
         const bool known = std::find(labelKinds().begin(), labelKinds().end(), entry.kind) != labelKinds().end();
         if (!known && unknownKinds.insert(entry.kind).second) {
-            report_.warning(
-                kind, entry.place.line,
-                {"unknown-kind", "no rule looks for names of the kind " + quoted(entry.kind),
-                 "a kind from subject_pkg to object_lnkfile",
-                 suggestion(entry.kind, labelKinds(), "remove the list: its labels are fetched and never used")});
+            report_.warning(kind, entry.place.line,
+                            {"unknown-kind", "no rule looks for names of the kind " + quoted(entry.kind),
+                             "a kind from subject_pkg to object_lnkfile",
+                             suggestion(report_, entry.kind, labelKinds(),
+                                        "remove the list: its labels are fetched and never used")});
         }
         if (!seen.emplace(entry.kind, entry.name).second) {
             reportTwice(at, entry.place.line, entry.name);
@@ -155,10 +162,10 @@ void DeclarationCheck::checkLabelledNames() {
             const bool labelled = names != context_.labels->names.end() && names->second.count(entry.name) != 0 &&
                                   !names->second.at(entry.name).empty();
             if (!labelled) {
-                report_.warning(at, entry.place.line,
-                                {"no-label", quoted(entry.name) + " has no label of the kind " + entry.kind,
-                                 "at least one identifier in the label table",
-                                 "label it, or correct the name; rules with this name alone give no record"});
+                labelReport_.warning(at, entry.place.line,
+                                     {"no-label", quoted(entry.name) + " has no label of the kind " + entry.kind,
+                                      "at least one identifier in the label table",
+                                      "label it, or correct the name; rules with this name alone give no record"});
             }
         }
     }
@@ -174,16 +181,37 @@ void DeclarationCheck::checkNames(const std::vector<DeclaredName>& entries, cons
         if (!seen.insert(entry.name).second) {
             reportTwice(at, entry.place.line, entry.name);
         } else if (identifiers != nullptr && identifiers->count(entry.name) == 0) {
-            report_.warning(at, entry.place.line,
-                            {"no-identifier", "the label table has no identifier for " + quoted(entry.name),
-                             std::string("an entry under its \"") + list + "\"",
-                             "add it to the table: without one, rules are written with an identifier of zeros"});
+            labelReport_.warning(at, entry.place.line,
+                                 {"no-identifier", "the label table has no identifier for " + quoted(entry.name),
+                                  std::string("an entry under its \"") + list + "\"",
+                                  "add it to the table: without one, rules are written with an identifier of zeros"});
         }
+    }
+}
+
+// The kernel has entries for the variables of namespaces that it was told of, and for no others.
+void DeclarationCheck::checkNamespacesOfVariables(const Path& list) {
+    std::vector<std::string> namespaces;
+    for (const NamespaceEntry& entry : document_.namespaces) {
+        namespaces.push_back(entry.name);
+    }
+    std::set<std::string> seen(namespaces.begin(), namespaces.end());
+    for (const VariableEntry& entry : document_.variables) {
+        if (!seen.insert(entry.nameSpace).second) {
+            continue;
+        }
+        report_.mistake(Path(list, entry.nameSpace), entry.place.line,
+                        {"unknown-namespace",
+                         "the variables of namespace " + quoted(entry.nameSpace) +
+                             " have no entry in the kernel: it is not declared",
+                         "a namespace of the document's \"namespaces\"",
+                         suggestion(report_, entry.nameSpace, namespaces, "declare it under \"namespaces\"")});
     }
 }
 
 void DeclarationCheck::checkVariables() {
     const Path list(root_, "variables");
+    checkNamespacesOfVariables(list);
     for (const VariableEntry& entry : document_.variables) {
         const Path inside(list, entry.nameSpace);
         const Path at(inside, entry.name);
@@ -224,7 +252,13 @@ void DeclarationCheck::reportTwice(const Path& at, std::uint32_t line, const std
 }  // namespace
 
 void checkDeclarations(const PolicyDocument& document, const CheckContext& context, Diagnostics& diagnostics) {
-    DeclarationCheck(document, context, diagnostics).run();
+    DeclarationCheck(document, context, &diagnostics, &diagnostics).run();
+}
+
+void checkLabels(const PolicyDocument& document, const Labels& labels, Diagnostics& diagnostics) {
+    CheckContext context;
+    context.labels = &labels;
+    DeclarationCheck(document, context, nullptr, &diagnostics).run();
 }
 
 }  // namespace policydoc

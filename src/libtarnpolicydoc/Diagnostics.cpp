@@ -3,29 +3,11 @@
 #include <algorithm>
 #include <utility>
 
+#include "libtarnpolicydoc/Text.h"
+
 namespace policydoc {
 
 namespace {
-
-std::string printable(const std::string& text) {
-    static constexpr char kHex[] = "0123456789abcdef";
-    std::string out;
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte >= 0x20 && byte != 0x7F) {
-            out += c;
-        } else if (c == '\n') {
-            out += "\\n";
-        } else if (c == '\t') {
-            out += "\\t";
-        } else {
-            out += "\\u00";
-            out += kHex[byte >> 4U];
-            out += kHex[byte & 0xFU];
-        }
-    }
-    return out;
-}
 
 void appendLine(std::string& out, const char* label, const std::string& text) {
     if (!text.empty()) {
@@ -40,8 +22,11 @@ const char* severityName(Severity severity) {
 }  // namespace
 
 void Diagnostics::add(Diagnostic diagnostic) {
-    mistakes_ += diagnostic.severity == Severity::kMistake ? 1 : 0;
-    all_.push_back(std::move(diagnostic));
+    const Severity severity = diagnostic.severity;
+    if (keeps(severity)) {
+        all_.push_back(std::move(diagnostic));
+    }
+    count(severity);
 }
 
 bool Diagnostics::has(const std::string& code) const {
@@ -68,6 +53,10 @@ std::string toText(const Diagnostics& diagnostics) {
     std::string out;
     for (const Diagnostic& diagnostic : diagnostics.all()) {
         out += toText(diagnostic);
+    }
+    if (diagnostics.omitted() != 0) {
+        out += "and more, not listed: in all " + std::to_string(diagnostics.mistakes()) + " mistakes and " +
+               std::to_string(diagnostics.warnings()) + " warnings\n";
     }
     return out;
 }

@@ -5,6 +5,7 @@
 
 #include <json/value.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -12,7 +13,7 @@
 
 namespace policydoc {
 
-enum class Severity {
+enum class Severity : std::uint8_t {
     kMistake,  // the document must not be compiled
     kWarning,  // it can be compiled, and probably does not do what its author meant
 };
@@ -29,18 +30,29 @@ struct Diagnostic {
     std::string action;        // what to do
 };
 
+// The findings of a run. The first of each severity are kept, the others only counted: one misspelt word in a million rules
+// must not fill the memory.
 class Diagnostics {
 public:
+    static constexpr std::size_t kMostKept = 1000;  // mistakes, and as many warnings
+
     void add(Diagnostic diagnostic);
 
-    const std::vector<Diagnostic>& all() const { return all_; }
-    std::size_t mistakes() const { return mistakes_; }
-    std::size_t warnings() const { return all_.size() - mistakes_; }
-    bool has(const std::string& code) const;
+    // Whether one more finding of this severity would be kept; else count() does.
+    bool keeps(Severity severity) const { return counter(severity) < kMostKept; }
+    void count(Severity severity) { ++counts_[static_cast<std::size_t>(severity)]; }
+
+    const std::vector<Diagnostic>& all() const { return all_; }  // those that were kept, in order
+    std::size_t mistakes() const { return counter(Severity::kMistake); }
+    std::size_t warnings() const { return counter(Severity::kWarning); }
+    std::size_t omitted() const { return mistakes() + warnings() - all_.size(); }
+    bool has(const std::string& code) const;  // among those that were kept
 
 private:
+    std::size_t counter(Severity severity) const { return counts_[static_cast<std::size_t>(severity)]; }
+
     std::vector<Diagnostic> all_;
-    std::size_t mistakes_ = 0;
+    std::array<std::size_t, 2> counts_{};
 };
 
 // One finding as lines of text, each ended by a line feed:
@@ -50,6 +62,7 @@ private:
 //         to do: write "read" ...
 // Control characters of the document never reach a terminal: they are written as JSON escapes.
 std::string toText(const Diagnostic& diagnostic);
+// All that were kept, and a line that counts the others.
 std::string toText(const Diagnostics& diagnostics);
 
 // An array of objects with the members severity ("mistake", "warning"), code, file, line, column, pointer, message,

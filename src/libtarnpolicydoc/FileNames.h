@@ -7,7 +7,9 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
+#include <vector>
 
 namespace policydoc {
 
@@ -27,8 +29,24 @@ public:
                                       const std::string& group) const;
 
 private:
+    // What stands before and behind the slice's number in the names of one series.
+    struct Series {
+        std::string stem;
+        std::string tail;
+        std::size_t owner = 0;
+    };
+
+    std::optional<std::size_t> meets(const Series& names, const std::optional<std::size_t>& except) const;
+    std::optional<std::size_t> meetsAnotherWay(const Series& names, const std::optional<std::size_t>& except) const;
+    bool isSlice(std::string_view text) const;
+    bool isSliceBetween(std::string_view text, std::string_view front, std::string_view back) const;
+
+    // Nothing here grows with the number of threads.
     unsigned int threads_;
-    std::unordered_map<std::string, std::size_t> owners_;
+    std::vector<Series> claimed_;
+    std::unordered_map<std::string, std::size_t> byNames_;  // stem, NUL, tail, to the first of claimed_
+    std::unordered_map<std::string, std::vector<std::size_t>> byStem_;
+    std::unordered_map<std::string, std::vector<std::size_t>> byTail_;
 };
 
 // The longest file name that a key, namespace and group can come to, in bytes.

@@ -10,7 +10,7 @@
 namespace policydoc {
 
 enum NameUse : unsigned int {
-    kNameInPath = 1,       // becomes part of a file name: no "/", backslash or "./"
+    kNameInPath = 1,       // becomes part of a file name: no "/", backslash, "./" or control character
     kNameInStateFile = 2,  // stands in a line of a state file: no ":", "#", "," or line feed
     kNameNotEmpty = 4,
     kNameBeginsFile = 8,  // begins a file name: no "." in front

@@ -1,6 +1,9 @@
 #include "libtarnpolicydoc/Report.h"
 
+#include <algorithm>
 #include <utility>
+
+#include "libtarnpolicydoc/Text.h"
 
 namespace policydoc {
 
@@ -54,6 +57,10 @@ void Reporter::add(Severity severity, const Path& at, std::uint32_t line, Findin
     if (list_ == nullptr) {
         return;
     }
+    if (!list_->keeps(severity)) {
+        list_->count(severity);
+        return;
+    }
     Diagnostic diagnostic;
     diagnostic.severity = severity;
     diagnostic.code = finding.code;
@@ -70,7 +77,12 @@ std::string quoted(std::string_view text) {
     if (text.size() <= kMaxQuoted) {
         return "\"" + std::string(text) + "\"";
     }
-    return "\"" + std::string(text.substr(0, kMaxQuoted)) + "...\"";
+    std::size_t end = 0;
+    for (std::size_t next = 0; next <= kMaxQuoted;
+         next += std::max<std::size_t>(characterLength(text.substr(next)), 1)) {
+        end = next;
+    }
+    return "\"" + std::string(text.substr(0, end)) + "...\"";
 }
 
 }  // namespace policydoc

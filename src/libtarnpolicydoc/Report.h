@@ -47,6 +47,8 @@ public:
     Reporter(Diagnostics* list, const std::string& file) : list_(list), file_(&file) {}
 
     bool listening() const { return list_ != nullptr; }
+    // Whether a mistake would be kept and not only counted: advice that costs time is worth it then.
+    bool keepsMistakes() const { return list_ != nullptr && list_->keeps(Severity::kMistake); }
     void mistake(const Path& at, std::uint32_t line, Finding finding) const {
         add(Severity::kMistake, at, line, std::move(finding));
     }

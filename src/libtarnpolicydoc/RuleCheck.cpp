@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 
 #include "libtarnmessage/RecordSize.h"
 #include "libtarnpolicydoc/JsonTree.h"
@@ -52,10 +53,6 @@ struct RuleCheck::At {
 };
 
 namespace {
-
-std::vector<std::string> memberNames(const Json::Value& object) {
-    return object.isObject() ? object.getMemberNames() : std::vector<std::string>();
-}
 
 std::string listOf(const std::vector<std::string>& names, const std::string& what) {
     constexpr std::size_t kMaxListed = 12;
@@ -118,9 +115,10 @@ void RuleCheck::checkNamespace(const At& at) {
     if (!at.isText("namespace") || functions_.count(at.rule.strNamespace) != 0) {
         return;
     }
-    at.mistake("namespace", {"unknown-namespace", "the namespace " + quoted(at.rule.strNamespace) + " is not declared",
-                             listOf(namespaceNames_, "a namespace of the document's \"namespaces\""),
-                             suggestion(at.rule.strNamespace, namespaceNames_, "declare it under \"namespaces\"")});
+    at.mistake("namespace",
+               {"unknown-namespace", "the namespace " + quoted(at.rule.strNamespace) + " is not declared",
+                listOf(namespaceNames_, "a namespace of the document's \"namespaces\""),
+                suggestion(at.report, at.rule.strNamespace, namespaceNames_, "declare it under \"namespaces\"")});
 }
 
 void RuleCheck::checkPermission(const At& at) {
@@ -134,13 +132,30 @@ void RuleCheck::checkPermission(const At& at) {
     }
     const Json::Value* permClass = context_.classes->find(name.data(), name.data() + name.size());
     if (permClass == nullptr) {
-        const std::vector<std::string> known = memberNames(*context_.classes);
+        const std::vector<std::string>& known = memberNames(*context_.classes);
         at.mistake("class", {"unknown-class", "no permission class is named " + quoted(name),
                              listOf(known, "a class of the class definitions"),
-                             suggestion(name, known, "use a class of the class definitions")});
+                             suggestion(at.report, name, known, "use a class of the class definitions")});
     } else if (classIsSound(at, *permClass, at.rule.sPerm)) {
         soundPermissions_.insert(key);
     }
+}
+
+const std::vector<std::string>& RuleCheck::memberNames(const Json::Value& object) {
+    const auto [names, isNew] = memberNames_.try_emplace(&object);
+    if (isNew && object.isObject()) {
+        names->second = object.getMemberNames();
+    }
+    return names->second;
+}
+
+const std::vector<std::string>& RuleCheck::declaredNames(const std::vector<DeclaredName>& entries) {
+    const auto [names, isNew] = declaredNames_.try_emplace(&entries);
+    if (isNew) {
+        std::transform(entries.begin(), entries.end(), std::back_inserter(names->second),
+                       [](const DeclaredName& entry) { return entry.name; });
+    }
+    return names->second;
 }
 
 bool RuleCheck::classIsSound(const At& at, const Json::Value& permClass, const std::string& perm) {
@@ -163,11 +178,11 @@ bool RuleCheck::classIsSound(const At& at, const Json::Value& permClass, const s
         return unsound("has \"perms\" that are no object", "an object that gives each permission its number");
     }
     if (!perms.isMember(perm)) {
-        const std::vector<std::string> known = memberNames(perms);
-        at.mistake(
-            "perm",
-            {"unknown-permission", "class " + quoted(at.rule.sPermClass) + " has no permission " + quoted(perm),
-             listOf(known, "a permission of this class"), suggestion(perm, known, "use a permission of this class")});
+        const std::vector<std::string>& known = memberNames(perms);
+        at.mistake("perm",
+                   {"unknown-permission", "class " + quoted(at.rule.sPermClass) + " has no permission " + quoted(perm),
+                    listOf(known, "a permission of this class"),
+                    suggestion(at.report, perm, known, "use a permission of this class")});
         return false;
     }
     return perms[perm].isUInt() ||
@@ -227,12 +242,13 @@ void RuleCheck::checkObjectName(const At& at, const std::string& name, std::size
     }
     const std::unordered_set<std::string>& declared = isModule ? modules_ : devices_;
     if (declared.count(name) == 0) {
-        const std::vector<std::string> known(declared.begin(), declared.end());
+        const std::vector<std::string>& known = declaredNames(isModule ? document_.modules : document_.devices);
         const std::string list = isModule ? "modules" : "devices";
-        at.mistake(at.pointer("objects", index), at.line("objects", index),
-                   {isModule ? "unknown-module" : "unknown-device",
-                    quoted(name) + " is not declared and would get an identifier of zeros",
-                    "a name of the document's \"" + list + "\"", suggestion(name, known, "add it to /" + list)});
+        at.mistake(
+            at.pointer("objects", index), at.line("objects", index),
+            {isModule ? "unknown-module" : "unknown-device",
+             quoted(name) + " is not declared and would get an identifier of zeros",
+             "a name of the document's \"" + list + "\"", suggestion(at.report, name, known, "add it to /" + list)});
     }
 }
 
@@ -280,7 +296,8 @@ void RuleCheck::checkFunction(const At& at, const std::string& function, const s
             pointer, line,
             {"unknown-function", "namespace " + quoted(at.rule.strNamespace) + " has no function " + quoted(entry),
              listOf(known->second, "a function of this namespace"),
-             suggestion(entry, known->second, "add it to /namespaces/" + pointerStep(at.rule.strNamespace))});
+             suggestion(at.report, entry, known->second,
+                        "add it to /namespaces/" + pointerStep(at.rule.strNamespace))});
     }
 }
 

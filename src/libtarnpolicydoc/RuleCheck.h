@@ -37,6 +37,9 @@ private:
     void checkNamespace(const At& at);
     void checkPermission(const At& at);
     bool classIsSound(const At& at, const Json::Value& permClass, const std::string& perm);
+    // Lists to look for near names in, made once.
+    const std::vector<std::string>& memberNames(const Json::Value& object);
+    const std::vector<std::string>& declaredNames(const std::vector<DeclaredName>& entries);
     void checkSides(const At& at);
     void checkSubjects(const At& at);
     void checkObjects(const At& at);
@@ -61,6 +64,8 @@ private:
     std::unordered_set<std::string> variables_;  // "namespace:variable"
     std::vector<std::string> namespaceNames_;
     std::unordered_set<std::string> soundPermissions_;  // class, NUL, permission: those that were found right
+    std::unordered_map<const Json::Value*, std::vector<std::string>> memberNames_;
+    std::unordered_map<const std::vector<DeclaredName>*, std::vector<std::string>> declaredNames_;
     std::unordered_map<std::string, std::size_t> seriesIndex_;
     std::vector<RuleSeries> series_;
 };

@@ -1,7 +1,9 @@
 #include "libtarnpolicydoc/Rules.h"
 
 #include <sys/types.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -41,11 +43,13 @@ private:
     Diagnostics* ruleReports_;
     Diagnostics& diagnostics_;
     const RuleVisitor& visit_;
+    std::uint64_t bytesRead_ = 0;
 };
 
 bool RuleWalk::deliver(LocatedRule located, const JsonNode& json, const Path& at, const Reporter& report) {
     located.rule = readRule(json, at, report);
     located.json = &json;
+    located.bytesRead = bytesRead_;
     return visit_(located);
 }
 
@@ -69,13 +73,19 @@ Walk RuleWalk::document(const std::map<std::string, std::uint32_t>& groups) {
     if (!fd.valid()) {
         return Walk::kFailed;
     }
-    const RuleSink sink = [this, &groups](const std::string& key, std::uint32_t index, const JsonNode& json) {
+    const RuleSink sink = [this, &groups, &fd](const std::string& key, std::uint32_t index, const JsonNode& json) {
+        constexpr std::uint32_t kStep = 1024;
+        if (index % kStep == 0) {
+            bytesRead_ = static_cast<std::uint64_t>(std::max<off_t>(lseek(fd.get(), 0, SEEK_CUR), 0));
+        }
         const auto group = groups.find(key);
         return group == groups.end() || visitInline(group->second, index, json);
     };
     JsonNode root;
     JsonError error;
-    switch (parseDocument(fd.get(), sink, root, error)) {
+    const ParseResult result = parseDocument(fd.get(), sink, root, error);
+    bytesRead_ = document_.files.front().size;
+    switch (result) {
         case ParseResult::kComplete:
             return Walk::kGoOn;
         case ParseResult::kStopped:
@@ -115,6 +125,7 @@ Walk RuleWalk::lines(std::uint32_t group, std::uint32_t file, std::uint32_t firs
     errno = 0;
     for (std::uint32_t line = 1; (length = getline(&buffer.text, &buffer.size, stream.get())) >= 0; ++line) {
         std::string_view text(buffer.text, static_cast<std::size_t>(length));
+        bytesRead_ += text.size();
         if (!text.empty() && text.back() == '\n') {
             text.remove_suffix(1);  // an error at the end of the line stands in this line, not in the next
         }

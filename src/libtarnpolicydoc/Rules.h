@@ -19,6 +19,7 @@ struct LocatedRule {
     std::uint32_t indexInGroup = 0;   // from 0, over all sources of the group
     std::uint32_t indexInSource = 0;  // from 0, within its array or file
     Place place;                      // the rule's first line
+    std::uint64_t bytesRead = 0;      // of all files so far; in the document itself only roughly
     PolicyNode rule;
     const JsonNode* json = nullptr;  // the text's tree, alive during the call only; has the line of every member
 };

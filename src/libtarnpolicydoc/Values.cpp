@@ -46,10 +46,11 @@ TARN_ID readCapability(const JsonNode& node, const Path& at, const Reporter& rep
     const std::string name = upperCase(node.text);
     const auto found = std::find(capabilityList.begin(), capabilityList.end(), name);
     if (found == capabilityList.end()) {
-        report.mistake(at, node.line,
-                       {"unknown-capability", "no capability is named " + quoted(node.text),
-                        "one of the 38 names from CAP_CHOWN to CAP_AUDIT_READ",
-                        suggestion(name, capabilityList, "use a capability's name or an identifier of three words")});
+        report.mistake(
+            at, node.line,
+            {"unknown-capability", "no capability is named " + quoted(node.text),
+             "one of the 38 names from CAP_CHOWN to CAP_AUDIT_READ",
+             suggestion(report, name, capabilityList, "use a capability's name or an identifier of three words")});
         return TARN_ID{};
     }
     return TARN_ID{{static_cast<std::uint64_t>(found - capabilityList.begin()), 0, 0}};
@@ -133,20 +134,39 @@ TARN_ID readIdentifier(const JsonNode& node, const Path& at, const Reporter& rep
     return id;
 }
 
+// A mistake is reported at most a thousand times, but among a million names: the search ends after as much work as a
+// reader would not notice.
 std::string closest(std::string_view word, const std::vector<std::string>& known) {
+    constexpr std::size_t kMostCompared = 100000;
+    std::size_t budget = 300000;  // characters compared with characters
     std::string best;
     std::size_t bestDistance = std::max<std::size_t>(2, word.size() / 3) + 1;
-    for (const std::string& candidate : known) {
+    for (std::size_t i = 0; i < std::min(known.size(), kMostCompared); ++i) {
+        const std::string& candidate = known[i];
+        const std::size_t lengths =
+            candidate.size() > word.size() ? candidate.size() - word.size() : word.size() - candidate.size();
+        const std::size_t work = word.size() * candidate.size();
+        if (lengths >= bestDistance || work > budget) {
+            continue;
+        }
+        budget -= work;
         const std::size_t distance = editDistance(word, candidate);
         if (distance < bestDistance) {
             bestDistance = distance;
             best = candidate;
         }
+        if (bestDistance <= 1) {
+            break;  // none is nearer
+        }
     }
     return best;
 }
 
-std::string suggestion(std::string_view word, const std::vector<std::string>& known, const std::string& otherwise) {
+std::string suggestion(const Reporter& report, std::string_view word, const std::vector<std::string>& known,
+                       const std::string& otherwise) {
+    if (!report.keepsMistakes()) {
+        return otherwise;  // the finding is only counted
+    }
     const std::string near = closest(word, known);
     return near.empty() ? otherwise : "did you mean " + quoted(near) + "? Else " + otherwise;
 }
@@ -178,7 +198,7 @@ void checkMembers(const JsonNode& object, const std::vector<std::string>& known,
         if (std::find(known.begin(), known.end(), child.key) == known.end()) {
             report.mistake(Path(at, child.key), child.line,
                            {"unknown-member", "no member is named " + quoted(child.key), "",
-                            suggestion(child.key, known, "remove it; remarks go into a member \"comment\"")});
+                            suggestion(report, child.key, known, "remove it; remarks go into a member \"comment\"")});
         }
     }
 }

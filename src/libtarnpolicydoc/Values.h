@@ -34,7 +34,8 @@ TARN_ID readIdentifier(const JsonNode& node, const Path& at, const Reporter& rep
 // The entry of `known` that `word` was probably meant to be; empty where none is near.
 std::string closest(std::string_view word, const std::vector<std::string>& known);
 // "did you mean ...?" or a plain advice.
-std::string suggestion(std::string_view word, const std::vector<std::string>& known, const std::string& otherwise);
+std::string suggestion(const Reporter& report, std::string_view word, const std::vector<std::string>& known,
+                       const std::string& otherwise);
 
 // Reports members of an object that occur twice or are not in `known`.
 void checkMembers(const JsonNode& object, const std::vector<std::string>& known, const Path& at,

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <ctime>
+
 #include "libtarnpolicydoc/Load.h"
 #include "support/Files.h"
 
@@ -91,7 +93,7 @@ TEST(CheckTest, WritesControlCharactersOfADocumentAsEscapes) {
 TEST(CheckTest, TellsHowFarItIs) {
     CheckContext context;
     std::vector<std::uint64_t> steps;
-    context.progress = [&steps](std::uint64_t rules) { steps.push_back(rules); };
+    context.progress = [&steps](std::uint64_t rules, std::uint64_t /*bytes*/) { steps.push_back(rules); };
     std::string rules;
     for (int i = 0; i < 5000; ++i) {
         rules +=
@@ -109,10 +111,16 @@ TEST(CheckTest, ReadsPinnedNumbersAsTheLibraryDoes) {
     testfiles::write(
         "/etc/tarn/scene_info",
         "7:net\n12:a:b\n12\nx:odd\n12abc:tail\n4294967297:wide\n-1:minus\n3::double\n\n1:again\n2:again\n");
-    EXPECT_EQ(readPinnedNumbers("/etc/tarn/scene_info"),
+    Diagnostics diagnostics;
+    EXPECT_EQ(readPinnedNumbers("/etc/tarn/scene_info", diagnostics),
               (std::map<std::string, std::uint32_t>{
                   {"net", 7}, {"tail", 12}, {"wide", 1}, {"minus", 4294967295}, {"double", 3}, {"again", 2}}));
-    EXPECT_TRUE(readPinnedNumbers("/etc/tarn/missing").empty());
+    EXPECT_TRUE(readPinnedNumbers("/etc/tarn/missing", diagnostics).empty());
+    EXPECT_TRUE(diagnostics.all().empty());
+    EXPECT_TRUE(readPinnedNumbers("/etc/tarn", diagnostics).empty());
+    ASSERT_EQ(diagnostics.warnings(), 1U);
+    EXPECT_EQ(diagnostics.all()[0].code, "pinned-numbers");
+    EXPECT_NE(diagnostics.all()[0].message.find("it is a directory"), std::string::npos);
 }
 
 TEST(CheckTest, RefusesClassDefinitionsThatAreNoObject) {
@@ -127,6 +135,83 @@ TEST(CheckTest, RefusesClassDefinitionsThatAreNoObject) {
     Diagnostics diagnostics;
     EXPECT_FALSE(readClasses("/etc/tarn/missing", diagnostics));
     EXPECT_TRUE(diagnostics.has("class-definition"));
+}
+
+// The document reads them line by line, so that a million rules cost nothing here but their findings.
+std::string manyMisspelt(unsigned int count) {
+    std::string lines;
+    for (unsigned int i = 0; i < count; ++i) {
+        lines += R"({"namespace":"n","subjectIds":[[1,2,3]],"objectIds":[[1,2,3]],"class":"file","perm":"raed"})";
+        lines += '\n';
+    }
+    testfiles::write("/etc/tarn/rules.jsonl", lines);
+    return R"({"tarnPolicy":1,"namespaces":{"n":[]},"groups":{"base":{"ruleFiles":["rules.jsonl"]}}})";
+}
+
+TEST(CheckTest, FindingsBeyondTheFirstThousandAreCounted) {
+    Json::Value classes;
+    classes["file"]["perms"]["read"] = 1;
+    CheckContext context;
+    context.classes = &classes;
+    const Diagnostics diagnostics = checked(manyMisspelt(5000), context);
+    EXPECT_EQ(diagnostics.all().size(), 1000U);
+    EXPECT_EQ(diagnostics.mistakes(), 5000U);
+    EXPECT_EQ(diagnostics.omitted(), 4000U);
+    EXPECT_EQ(diagnostics.all().back().line, 1000U);
+    EXPECT_NE(toText(diagnostics).find("and more, not listed: in all 5000 mistakes and 0 warnings\n"),
+              std::string::npos);
+}
+
+TEST(CheckTest, WarningsNeverHideMistakes) {
+    Diagnostics diagnostics;
+    for (int i = 0; i < 3000; ++i) {
+        Diagnostic warning;
+        warning.severity = Severity::kWarning;
+        diagnostics.add(warning);
+    }
+    diagnostics.add(Diagnostic());
+    EXPECT_EQ(diagnostics.all().size(), 1001U);
+    EXPECT_EQ(diagnostics.all().back().severity, Severity::kMistake);
+    EXPECT_EQ(diagnostics.warnings(), 3000U);
+}
+
+// Twenty thousand wrong names among twenty thousand declared ones: looking at all pairs would take minutes.
+TEST(CheckTest, NearNamesAreNotLookedForWithoutEnd) {
+    std::string devices;
+    std::string objects;
+    for (int i = 0; i < 20000; ++i) {
+        const std::string number = std::to_string(i);
+        devices += (i == 0 ? "\"device-with-a-long-name-" : ",\"device-with-a-long-name-") + number + "\"";
+        objects += (i == 0 ? "\"device-with-a-lone-name-" : ",\"device-with-a-lone-name-") + number + "\"";
+    }
+    const std::clock_t start = std::clock();
+    const Diagnostics diagnostics = checked(R"({"tarnPolicy":1,"namespaces":{"n":[]},"devices":[)" + devices +
+                                            R"(],"groups":{"base":{"rules":[{"namespace":"n","subjectIds":[[1,2,3]],
+        "class":"usb","perm":"read","objects":[)" +
+                                            objects + "]}]}}}");
+    EXPECT_EQ(diagnostics.mistakes(), 20000U);
+    EXPECT_NE(diagnostics.all()[0].action.find("did you mean \"device-with-a-long-name-0\"?"), std::string::npos);
+    EXPECT_LT((std::clock() - start) / CLOCKS_PER_SEC, 60) << "seconds of processor time";
+}
+
+TEST(CheckTest, ADocumentWithoutRulesIsWarnedOf) {
+    const Diagnostics diagnostics = checked(R"({"tarnPolicy":1,"groups":{"base":{"rules":[]}}})");
+    ASSERT_EQ(diagnostics.all().size(), 1U);
+    EXPECT_EQ(diagnostics.all()[0].code, "no-rules");
+    EXPECT_EQ(diagnostics.mistakes(), 0U);
+}
+
+TEST(CheckTest, SaysWhyClassDefinitionsCannotBeRead) {
+    Diagnostics diagnostics;
+    EXPECT_FALSE(readClasses("/etc/tarn/none", diagnostics));
+    EXPECT_FALSE(readClasses("/etc/tarn", diagnostics));
+    testfiles::write("/etc/tarn/classes", "{\n\"a\": }");
+    EXPECT_FALSE(readClasses("/etc/tarn/classes", diagnostics));
+    ASSERT_EQ(diagnostics.all().size(), 3U);
+    EXPECT_NE(diagnostics.all()[0].message.find("can't be read: No such file or directory"), std::string::npos);
+    EXPECT_NE(diagnostics.all()[1].message.find("can't be read: it is a directory"), std::string::npos);
+    EXPECT_NE(diagnostics.all()[2].message.find("Line 2, Column"), std::string::npos);
+    EXPECT_EQ(diagnostics.all()[2].message.find('\n'), std::string::npos);
 }
 
 }  // namespace

@@ -54,7 +54,7 @@ Expectation readExpectation(const std::string& path) {
 std::string visible(const std::string& text) {
     std::string out;
     for (const char c : text) {
-        out += c == '\n' ? "\\n" : c == '\0' ? "\\u0000" : std::string(1, c);
+        out += c == '\n' ? "\\n" : c == '\0' ? "\\u0000" : c == '\001' ? "\\u0001" : std::string(1, c);
     }
     return out;
 }

@@ -19,6 +19,7 @@ std::string number(std::uint64_t count, const std::string& one, const std::strin
 // Whatever was found so far stands before the failure, on one run's list.
 void reportDiagnostics(const Diagnostics& diagnostics, Report& report) {
     report.fact("diagnostics") = policydoc::toJson(diagnostics);
+    report.fact("diagnosticsOmitted") = static_cast<Json::UInt64>(diagnostics.omitted());
     if (!diagnostics.all().empty()) {
         std::string text = policydoc::toText(diagnostics);
         text.erase(text.find_last_not_of('\n') + 1);
@@ -26,17 +27,27 @@ void reportDiagnostics(const Diagnostics& diagnostics, Report& report) {
     }
 }
 
+std::uint64_t kibibytes(std::uint64_t bytes) {
+    constexpr std::uint64_t kKibibyte = 1024;
+    return (bytes + kKibibyte - 1) / kKibibyte;
+}
+
+// Counts the rules as well.
 std::optional<policydoc::PolicyDocument> readAndCheck(const PreparationOptions& options, Progress& progress,
-                                                      Diagnostics& diagnostics) {
-    progress.stage("reading", "rules", 0);
+                                                      Diagnostics& diagnostics, std::uint64_t& rules) {
+    progress.stage("reading", "KiB", 0);
     std::optional<policydoc::PolicyDocument> document = policydoc::load(options.policy, diagnostics);
     const std::optional<Json::Value> classes = policydoc::readClasses(options.classes, diagnostics);
     if (document) {
         policydoc::CheckContext context;
         context.classes = classes ? &*classes : nullptr;
-        context.pinnedNumbers = policydoc::readPinnedNumbers(paths::kSceneInfo);
+        context.pinnedNumbers = policydoc::readPinnedNumbers(paths::kSceneInfo, diagnostics);
         context.threads = options.threads;
-        context.progress = [&progress](std::uint64_t rules) { progress.done(rules); };
+        progress.stage("reading", "KiB", kibibytes(policydoc::sizeOfFiles(*document)));
+        context.progress = [&](std::uint64_t count, std::uint64_t bytes) {
+            rules = count;
+            progress.done(kibibytes(bytes));
+        };
         static_cast<void>(policydoc::check(*document, context, diagnostics));  // what it can't read it reports
     }
     return document;
@@ -132,7 +143,8 @@ void reportEmptyRules(const Preparation& prepared, const PreparationOptions& opt
 
 Preparation prepare(const PreparationOptions& options, Report& report, Progress& progress) {
     Diagnostics diagnostics;
-    std::optional<policydoc::PolicyDocument> document = readAndCheck(options, progress, diagnostics);
+    std::uint64_t rules = 0;
+    std::optional<policydoc::PolicyDocument> document = readAndCheck(options, progress, diagnostics, rules);
     const bool sound = diagnostics.mistakes() == 0;
     std::optional<policydoc::Labels> labels;
     if (document) {
@@ -147,8 +159,8 @@ Preparation prepare(const PreparationOptions& options, Report& report, Progress&
         planOptions.threads = options.threads;
         planOptions.split = options.split;
         planOptions.section = options.section;
-        progress.stage("planning", "rules", 0);
-        planOptions.progress = [&progress](std::uint64_t rules) { progress.done(rules); };
+        progress.stage("planning", "rules", options.section ? 0 : rules);  // those of a section are not counted yet
+        planOptions.progress = [&progress](std::uint64_t count) { progress.done(count); };
         plan = policydoc::makePlan(*document, *labels, planOptions, diagnostics);
     }
     progress.end();
