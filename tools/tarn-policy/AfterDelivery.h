@@ -16,13 +16,22 @@
 std::vector<Variable> variablesBeforeDelivery(Report& report);
 
 struct VariableSettlement {
-    std::vector<Variable> saved;   // those before the delivery
-    std::vector<Variable> wanted;  // those of the policy
-    bool keep = false;             // --keep-vars
+    std::vector<Variable> saved;                 // those before the delivery
+    std::vector<Variable> wanted;                // those of the policy
+    bool keep = false;                           // --keep-vars
+    std::vector<std::string> failedBefore = {};  // what settleEarlierDelivery gave
 };
 
-// After a delivery of a full set, once the library has dropped its variables. Throws Failure (kVariables) at the end
-// when one was not dropped, kept or set.
+// Finishes what an earlier delivery left when it was killed: variables that it was to keep are set again, those that it
+// dropped are named. Gives those that could not be set, which are warned of and forgotten then.
+std::vector<std::string> settleEarlierDelivery(PolicyModuleManagerInterface& manager, Report& report);
+
+// Before a delivery that drops variables: leaves a note of them, for the run after this one should it be killed. Throws
+// Failure.
+void noteVariablesToDrop(const VariableSettlement& settlement);
+
+// After a delivery of a full set, once the library has dropped its variables; removes the note. Throws Failure
+// (kVariables) at the end when one was not dropped, kept or set.
 void settleDroppedVariables(PolicyModuleManagerInterface& manager, const VariableSettlement& settlement,
                             Report& report);
 

@@ -2,6 +2,7 @@
 
 #include <dirent.h>
 
+#include <cstring>
 #include <map>
 #include <string>
 
@@ -9,6 +10,7 @@
 #include "Common/Handles.h"
 #include "CompiledSet.h"
 #include "Failure.h"
+#include "Files.h"
 #include "Threads.h"
 #include "Verification.h"
 #include "libtarnpolicysync/Paths.h"
@@ -138,28 +140,32 @@ Failure rulesChanged(const policydoc::Diagnostics& diagnostics, Report& report) 
                    "run this again");
 }
 
+// The library's status does not tell; what is left of a full disk does.
 Failure compilationFailure(unsigned int status) {
+    const int noRoom = whyNoRoom("/etc/tarn");
     return Failure(ExitCode::kFailed, "compile the policy",
-                   "the library ended with status " + std::to_string(static_cast<int>(status)),
-                   std::string("look into ") + kLog + " for the stage that failed; nothing was sent");
+                   "the library ended with status " + std::to_string(static_cast<int>(status)) +
+                       (noRoom == 0 ? "" : std::string("; /etc/tarn: ") + std::strerror(noRoom)),
+                   (noRoom == 0 ? "" : adviceForFile(noRoom) + "; else ") + std::string("look into ") + kLog +
+                       " for the stage that failed; nothing was sent");
 }
 
 void compilePolicy(PolicyModuleManagerInterface& manager, const Preparation& prepared, CompileKind kind, Report& report,
                    Progress& progress) {
-    FullCompilationNote::remove();  // the set it speaks of is about to go
     registerDeclarations(manager, prepared.document);
     const ExpectedRecords expected = registerRules(manager, prepared, report, progress);
+    FullCompilationNote::markUnfinished();
     try {
         compileAndCompare(manager, prepared, expected, report, progress);
         reportDigest(report, progress);
-        if (kind == CompileKind::kForDelivery) {
-            FullCompilationNote::write(wantedVariables(prepared.document));
-            return;
-        }
+        FullCompilationNote::write(wantedVariables(prepared.document));
     } catch (...) {
         // A set that is not known to be the policy's must not be taken for one later.
         report.warning(std::string(paths::kPolicyDataTmp) + ": " + spoilSet());
         throw;
+    }
+    if (kind == CompileKind::kForDelivery) {
+        return;
     }
     // compileInitData is these two calls; the comparison stands between them, so that a set with gaps never gets its
     // final name.
@@ -169,4 +175,5 @@ void compilePolicy(PolicyModuleManagerInterface& manager, const Preparation& pre
                       "the library ended with status " + std::to_string(renamed),
                       std::string("look into ") + kLog + "; the set is complete under its temporary name");
     }
+    FullCompilationNote::remove();
 }

@@ -22,6 +22,8 @@ namespace {
 
 constexpr char kFirstLine[] = "tarn-policy: full compilation, variables to set, messages\n";
 
+constexpr char kUnfinishedLine[] = "tarn-policy: a compilation that is not finished\n";
+
 bool isRegular(int directory, const char* name) {
     struct stat status {};
     return fstatat(directory, name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(status.st_mode);
@@ -136,11 +138,23 @@ std::vector<std::string> missingMessages(const std::string& directory) {
 }
 
 std::string spoilSet() {
-    if (unlink(paths::kEndMessage) == 0 || errno == ENOENT || errno == ENOTDIR) {
+    // A link in the set's place must not lead to another directory's end message.
+    const UniqueFd set(open(paths::kPolicyDataTmp, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    const bool away = set.valid() && unlinkat(set.get(), paths::kEndName, 0) == 0;
+    if (away || errno == ENOENT) {
+        static_cast<void>(unlink(FullCompilationNote::kPath));  // it takes no note to refuse such a set
         return "the set has no end message, so that it cannot be sent";
     }
     return std::string("the set must not be sent, and its end message could not be taken away: ") +
            std::strerror(errno) + "; remove " + paths::kPolicyDataTmp;
+}
+
+void FullCompilationNote::markUnfinished() {
+    replaceWholeFile(kPath, kUnfinishedLine);
+}
+
+bool FullCompilationNote::unfinished() {
+    return fileExists(kPath) && readWholeFile(kPath) == kUnfinishedLine;
 }
 
 void FullCompilationNote::write(const std::vector<Variable>& variables) {
@@ -148,23 +162,11 @@ void FullCompilationNote::write(const std::vector<Variable>& variables) {
     for (const Variable& variable : variables) {
         text += formatSaved(variable) + "\n";
     }
-    // A whole file under a name of its own and then a rename: a note that is cut short would hold for nothing.
-    const std::string temporary = std::string(kPath) + ".new";
-    try {
-        writeWholeFile(temporary, text + manifest());
-        if (rename(temporary.c_str(), kPath) != 0) {
-            throw Failure(ExitCode::kFailed, "rename " + temporary, std::strerror(errno), "");
-        }
-    } catch (...) {
-        static_cast<void>(unlink(temporary.c_str()));  // half a note is of no use; the failure is told
-        throw;
-    }
+    replaceWholeFile(kPath, text + manifest());
 }
 
 void FullCompilationNote::remove() {
-    if (unlink(kPath) != 0 && errno != ENOENT) {
-        throw Failure(ExitCode::kFailed, std::string("remove ") + kPath, std::strerror(errno), "run as root");
-    }
+    removeFile(kPath);
 }
 
 std::optional<std::vector<Variable>> FullCompilationNote::read() {

@@ -15,14 +15,14 @@
 // are named only where they exist. Throws Failure where the directory can't be read.
 std::vector<std::string> messagesInOrder(const std::string& directory = paths::kPolicyDataTmp);
 
-// True when there is a directory to deliver.
+// True when something stands in the set's place.
 bool setExists();
 
 // Messages that must be there and are not: files within a numbered series ("x_1" needs "x_0"), and, for the set under its
 // temporary name, those that the note of the compilation lists. Sorted names.
 std::vector<std::string> missingMessages(const std::string& directory = paths::kPolicyDataTmp);
 
-// Takes the end message away, without which no set is sent, and gives words for what was done. For a set that stands but
+// Takes the end message away, without which no set is sent, and the note with it, and gives words for what was done. For a set that stands but
 // is not to be delivered.
 std::string spoilSet();
 
@@ -34,6 +34,10 @@ class FullCompilationNote {
 public:
     static constexpr char kPath[] = "/etc/tarn/.tarn-policy-full";
 
+    // Before a compilation: the note of the set that is about to go gives way to one that keeps the new set from being
+    // sent until it has been compared with its policy. Throws Failure.
+    static void markUnfinished();
+    static bool unfinished();
     // `variables` are those that the policy wants set after the delivery. Throws Failure.
     static void write(const std::vector<Variable>& variables);
     static void remove();

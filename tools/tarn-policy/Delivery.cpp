@@ -139,26 +139,32 @@ MessageWatch::MessageWatch(const std::string& directory) : fd_(inotify_init1(IN_
 }
 
 std::optional<std::vector<std::string>> MessageWatch::opened() {
-    if (!fd_.valid()) {
-        return std::nullopt;
-    }
-    std::vector<std::string> names;
+    take();
+    return fd_.valid() ? std::optional<std::vector<std::string>>(names_) : std::nullopt;
+}
+
+std::size_t MessageWatch::passed() {
+    take();
+    return names_.empty() ? 0 : names_.size() - 1;
+}
+
+void MessageWatch::take() {
     alignas(inotify_event) char block[16384];
     ssize_t count = 0;
-    while ((count = read(fd_.get(), block, sizeof block)) > 0) {
+    while (fd_.valid() && (count = read(fd_.get(), block, sizeof block)) > 0) {
         for (ssize_t offset = 0; offset < count;) {
             inotify_event event{};
             std::memcpy(&event, block + offset, sizeof event);
             if ((event.mask & IN_Q_OVERFLOW) != 0) {
-                return std::nullopt;
+                fd_.reset();
+                return;
             }
             if (event.len > 0) {  // the directory itself has no name here
-                names.emplace_back(block + offset + sizeof event);
+                names_.emplace_back(block + offset + sizeof event);
             }
             offset += static_cast<ssize_t>(sizeof event + event.len);
         }
     }
-    return names;
 }
 
 void reportDelivery(Report& report, const DeliveryEnd& end) {
@@ -191,18 +197,24 @@ Failure deliveryFailure(const DeliveryEnd& end) {
                    adviceFor(end.status));
 }
 
-DeliveryEnd deliverWithLibrary(PolicyModuleManagerInterface& manager, Report& report) {
+DeliveryEnd deliverWithLibrary(PolicyModuleManagerInterface& manager, Report& report, Progress& progress) {
     requireKernelEntry();
     DeliveryEnd end;
     end.order = messagesInOrder();
     const bool variablesStood = fileExists(paths::kDynamicInfo);
     MessageWatch watch(end.directory);
-    end.status = manager.sendPolicy();
+    progress.stage("sending", "messages", end.order.size());
+    {
+        const ProgressPoll poll(progress, [&watch] { return watch.passed(); });
+        end.status = manager.sendPolicy();
+    }
     if (end.status == 0) {
         end.stopped = end.order.size();
+        progress.done(end.order.size());
     } else {
         judge(end, watch.opened(), variablesStood && !fileExists(paths::kDynamicInfo));
     }
+    progress.end();
     reportDelivery(report, end);
     return end;
 }

@@ -29,11 +29,17 @@ public:
     // Starts watching a set's directory. Where the kernel refuses a watch, opened() knows nothing.
     explicit MessageWatch(const std::string& directory);
 
-    // The names opened since, in order. Nothing where the watch could not be had or has lost events.
+    // The names opened since the beginning, in order. Nothing where the watch could not be had or has lost events.
     std::optional<std::vector<std::string>> opened();
 
+    // The number of messages that were opened and left again for the next, as far as it can be known.
+    std::size_t passed();
+
 private:
+    void take();
+
     UniqueFd fd_;
+    std::vector<std::string> names_;
 };
 
 // How far a delivery came.
@@ -58,7 +64,7 @@ Failure deliveryFailure(const DeliveryEnd& end);
 Failure renameFailure(int status);
 
 // sendPolicy, watched. A status other than 0 is the caller's to report: what follows the end message may have begun.
-DeliveryEnd deliverWithLibrary(PolicyModuleManagerInterface& manager, Report& report);
+DeliveryEnd deliverWithLibrary(PolicyModuleManagerInterface& manager, Report& report, Progress& progress);
 
 // sendInitPolicy, watched: the finished set in `directory`, which lies below `mountPoint`. Throws Failure.
 void deliverFinished(PolicyModuleManagerInterface& manager, const std::string& mountPoint, const std::string& directory,

@@ -99,11 +99,14 @@ void deliverFinishedSet(const std::string& mountPoint, Report& report) {
     requireFinishedSet(directory, report);
     requireKernelEntry();
     const std::string variables = pathBelow(mountPoint, paths::kDynamicInfo);
+    PolicyModuleManagerInterface manager;
+    // A tree below a mount point is another machine's, and so is its note.
+    const std::vector<std::string> failedBefore =
+        mountPoint.empty() ? settleEarlierDelivery(manager, report) : std::vector<std::string>();
     const SavedVariables saved = readSavedVariables(variables);
     warnOfUnreadable(saved, report, variables);
-    PolicyModuleManagerInterface manager;
     holdSignalsToTheEnd();
     deliverFinished(manager, mountPoint, directory, report);
     report.line("delivered: the kernel holds the whole set " + directory);
-    settleReplayedVariables(manager, {saved.variables, {}, false}, report);
+    settleReplayedVariables(manager, {saved.variables, {}, false, failedBefore}, report);
 }

@@ -7,6 +7,8 @@
 #include <cstring>
 #include <utility>
 
+#include "libtarnpolicydoc/Text.h"
+
 namespace {
 
 // Enough for few system calls, and little enough for a reader who waits.
@@ -27,14 +29,14 @@ Report::Report(Output& output, std::string verb, bool json) : output_(output), j
 
 void Report::line(const std::string& text) {
     if (!json_) {
-        pending_ += text + "\n";
+        pending_ += policydoc::printable(text, true) + "\n";
         flush();
     }
 }
 
 void Report::warning(const std::string& text) {
     object_["warnings"].append(text);
-    toStandardError("tarn-policy: warning: " + text + "\n");
+    toStandardError("tarn-policy: warning: " + policydoc::printable(text, true) + "\n");
 }
 
 void Report::failure(const Failure& failure) {
@@ -42,12 +44,12 @@ void Report::failure(const Failure& failure) {
     error["tried"] = failure.tried();
     error["reason"] = failure.reason();
     error["advice"] = failure.advice();
-    toStandardError(std::string("tarn-policy: ") + failure.what() + "\n");
+    toStandardError("tarn-policy: " + policydoc::printable(failure.what(), true) + "\n");
 }
 
 void Report::words(const std::string& text) const {
     if (!json_) {
-        toStandardError(text + "\n");
+        toStandardError(policydoc::printable(text, true) + "\n");
     }
 }
 
@@ -85,7 +87,7 @@ void Report::writeObject() {
     Json::StreamWriterBuilder builder;
     builder["indentation"] = array_ == Array::kNone ? "  " : "";
     builder["emitUTF8"] = true;
-    const std::string text = Json::writeString(builder, object_);
+    const std::string text = policydoc::validUtf8(Json::writeString(builder, object_));
     // Behind an array the object is open already.
     pending_ += array_ == Array::kNone ? text + "\n" : "\n], " + text.substr(1) + "\n";
 }

@@ -1,5 +1,7 @@
 // What a run says: as text (results on standard output, everything else on standard error) or as one versioned JSON
-// object on standard output, from the same data.
+// object on standard output, from the same data. The object is valid UTF-8 whatever the texts hold (U+FFFD takes the place
+// of other bytes); in texts, control characters but line feeds are written as escapes, so that no name of a file speaks to
+// a terminal.
 #ifndef TARN_POLICY_REPORT_H
 #define TARN_POLICY_REPORT_H
 
@@ -34,7 +36,7 @@ public:
 
     // For results that don't fit into memory. write() takes text for standard output as it stands and says whether
     // somebody still reads it. openArray() begins the JSON object with its last member, an array; each element() is one
-    // value of it, as JSON text; finish() closes it and adds the other members. After withoutObject() nothing but what
+    // value of it, as JSON text in UTF-8; finish() closes it and adds the other members. After withoutObject() nothing but what
     // write() was given goes out. A reader that went away is no failure of a verb that writes like this.
     bool write(const std::string& text);
     void openArray(const std::string& name);

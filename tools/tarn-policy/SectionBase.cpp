@@ -22,6 +22,17 @@ namespace {
 using Functions = std::map<std::string, std::vector<std::string>>;
 using Numbers = std::map<std::string, std::uint32_t>;
 
+// Numbers that can't be read would be taken for none, and every namespace would seem to keep its own.
+Numbers pinnedNumbers(const std::string& sceneInfo) {
+    policydoc::Diagnostics diagnostics;
+    Numbers numbers = policydoc::readPinnedNumbers(sceneInfo, diagnostics);
+    if (!diagnostics.all().empty()) {
+        throw Failure(ExitCode::kFailed, "read " + sceneInfo, diagnostics.all().front().message,
+                      "see what stands at that path");
+    }
+    return numbers;
+}
+
 void append(std::vector<std::string>& functions, const std::string& function) {
     if (std::find(functions.begin(), functions.end(), function) == functions.end()) {
         functions.push_back(function);
@@ -66,7 +77,7 @@ public:
 class Coming {
 public:
     explicit Coming(const policydoc::PolicyDocument& document)
-        : functions_(functionsOf(paths::kFuncInfo)), pinned_(policydoc::readPinnedNumbers(paths::kSceneInfo)) {
+        : functions_(functionsOf(paths::kFuncInfo)), pinned_(pinnedNumbers(paths::kSceneInfo)) {
         for (const policydoc::NamespaceEntry& entry : document.namespaces) {
             for (const policydoc::FunctionEntry& function : entry.functions) {
                 append(functions_[entry.name], function.module + ":" + function.function);
@@ -173,7 +184,7 @@ void findMovedNumbers(const Preparation& prepared, const SectionBase& base, Find
     compareNumbers(announced.numbers, message, coming, findings);
     compareFunctions(announced.functions, message, coming, findings);
     // The side files say the same of a set as its message. Where they don't, nobody knows what the next start will read.
-    Numbers pinned = policydoc::readPinnedNumbers(base.sceneInfo);
+    Numbers pinned = pinnedNumbers(base.sceneInfo);
     Functions listed = functionsOf(base.funcInfo);
     for (const auto& [name, number] : announced.numbers) {
         if (const auto same = pinned.find(name); same != pinned.end() && same->second == number) {
@@ -245,12 +256,15 @@ SectionBase requireSectionBase(Report& report) {
     const CheckedSet checked{base.directory, advice};
     requireSoundSet(report, checked);
     requireWholeSet(report, checked);
+    if (base.waiting) {
+        requireFinishedCompilation();
+    }
     return base;
 }
 
 std::vector<std::string> requireHarmlessSection(const Preparation& prepared, const SectionBase& base, Report& report) {
     Findings findings(report);
-    const SectionFiles files = sectionFiles(prepared, base.directory, policydoc::readPinnedNumbers(base.sceneInfo));
+    const SectionFiles files = sectionFiles(prepared, base.directory, pinnedNumbers(base.sceneInfo));
     for (const std::string& name : files.strangers) {
         findings.add("strange-file", name + " holds the section's tag " + files.tag +
                                          " in its name and is not of the section: it would be removed");
@@ -272,7 +286,7 @@ std::vector<std::string> requireHarmlessSection(const Preparation& prepared, con
 
 void registerBase(PolicyModuleManagerInterface& manager, const SectionBase& base) {
     manager.initNamespaceFuncInfo();
-    for (const auto& [name, number] : policydoc::readPinnedNumbers(base.sceneInfo)) {
+    for (const auto& [name, number] : pinnedNumbers(base.sceneInfo)) {
         static_cast<void>(manager.setNamespaceInfo(name));  // never empty
     }
 }

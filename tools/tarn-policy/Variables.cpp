@@ -60,18 +60,19 @@ std::string whyNotSwitched(const Variable& variable) {
     return "the kernel refused the write to " + entry + ", or the state file could not be written; the log says which";
 }
 
-std::vector<std::string> switchEach(PolicyModuleManagerInterface& manager, const std::vector<Variable>& variables,
-                                    bool save) {
-    std::vector<std::string> failed;
+SwitchResult switchEach(PolicyModuleManagerInterface& manager, const std::vector<Variable>& variables, bool save) {
+    SwitchResult result;
     for (const Variable& variable : variables) {
         if (save && variable.value > kLargestVariableValue) {
-            failed.push_back(toText(variable) + ": a value above " + std::to_string(kLargestVariableValue) +
-                             " would be saved and then refused when it is read back");
+            result.failed.push_back(toText(variable) + ": a value above " + std::to_string(kLargestVariableValue) +
+                                    " would be saved and then refused when it is read back");
         } else if (manager.modifyDynamicVariable(variable.nameSpace, variable.name, variable.value, save) != 0) {
-            failed.push_back(toText(variable) + ": " + whyNotSwitched(variable));
+            result.failed.push_back(toText(variable) + ": " + whyNotSwitched(variable));
+        } else {
+            result.done.push_back(variable);
         }
     }
-    return failed;
+    return result;
 }
 
 }  // namespace
@@ -150,12 +151,11 @@ std::uint32_t parseVariableValue(const std::string& text) {
     return static_cast<std::uint32_t>(std::stoul(digits));
 }
 
-std::vector<std::string> setVariables(PolicyModuleManagerInterface& manager, const std::vector<Variable>& variables) {
+SwitchResult setVariables(PolicyModuleManagerInterface& manager, const std::vector<Variable>& variables) {
     return switchEach(manager, variables, true);
 }
 
-std::vector<std::string> replayVariables(PolicyModuleManagerInterface& manager,
-                                         const std::vector<Variable>& variables) {
+SwitchResult replayVariables(PolicyModuleManagerInterface& manager, const std::vector<Variable>& variables) {
     return switchEach(manager, variables, false);
 }
 

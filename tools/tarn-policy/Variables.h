@@ -43,11 +43,17 @@ std::optional<Variable> parseSaved(const std::string& line);
 void checkVariableName(const std::string& what, const std::string& name);
 std::uint32_t parseVariableValue(const std::string& text);
 
-// Switches and saves each variable. Gives those that failed, each with the reason.
-std::vector<std::string> setVariables(PolicyModuleManagerInterface& manager, const std::vector<Variable>& variables);
+// What became of variables that were to be switched.
+struct SwitchResult {
+    std::vector<Variable> done;
+    std::vector<std::string> failed;  // each with the reason
+};
 
-// Switches each variable without saving, as the library does after a delivery. Gives those that failed.
-std::vector<std::string> replayVariables(PolicyModuleManagerInterface& manager, const std::vector<Variable>& variables);
+// Switches and saves each variable.
+SwitchResult setVariables(PolicyModuleManagerInterface& manager, const std::vector<Variable>& variables);
+
+// Switches each variable without saving, as the library does after a delivery.
+SwitchResult replayVariables(PolicyModuleManagerInterface& manager, const std::vector<Variable>& variables);
 
 // "net:usb_block=1"
 std::string toText(const Variable& variable);

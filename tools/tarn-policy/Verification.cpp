@@ -214,6 +214,15 @@ void requireWholeSet(Report& report, const CheckedSet& checked) {
                                 : ""));
 }
 
+void requireFinishedCompilation() {
+    if (FullCompilationNote::unfinished()) {
+        throw Failure(ExitCode::kUnsoundSet, std::string("use the set ") + paths::kPolicyDataTmp,
+                      "its compilation was ended before the set had been compared with the policy",
+                      std::string("compile it again; where another program has compiled a set since, remove ") +
+                          FullCompilationNote::kPath);
+    }
+}
+
 void ExpectedRecords::add(const Preparation& prepared, const policydoc::PlannedKey& key, const PolicyDb& group,
                           std::size_t first) {
     for (std::size_t index = 0; index < group.vecPolicy.size(); ++index) {

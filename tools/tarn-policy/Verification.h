@@ -26,6 +26,9 @@ void requireSoundSet(Report& report, const CheckedSet& checked = {});
 // Looks for messages that the set should have and has not. Throws Failure (kUnsoundSet) with their names.
 void requireWholeSet(Report& report, const CheckedSet& checked = {});
 
+// Throws Failure (kUnsoundSet) where the set's compilation was ended before the set was compared with its policy.
+void requireFinishedCompilation();
+
 // What the rules handed over under one key should give: for each the number of its records and a digest of their pairs
 // of subject and object, so that a record in the set can be told to be of this rule. 24 bytes a rule.
 class ExpectedRecords {

@@ -4,14 +4,24 @@
 #include "CompiledSet.h"
 #include "Delivery.h"
 #include "Failure.h"
+#include "SettlementNote.h"
 
 void deliverWaitingSet(PolicyModuleManagerInterface& manager, const std::optional<std::vector<Variable>>& note,
                        bool keepVariables, Report& report, Progress& progress) {
     report.fact("fullSet") = note.has_value();
-    VariableSettlement settlement{variablesBeforeDelivery(report), note.value_or(std::vector<Variable>{}),
-                                  keepVariables};
+    const std::vector<std::string> failedBefore = settleEarlierDelivery(manager, report);
+    const VariableSettlement settlement{variablesBeforeDelivery(report), note.value_or(std::vector<Variable>{}),
+                                        keepVariables, failedBefore};
     holdSignalsToTheEnd();
-    deliverMessages(manager, report, progress);
+    if (note) {
+        noteVariablesToDrop(settlement);
+    }
+    try {
+        deliverMessages(manager, report, progress);
+    } catch (...) {
+        SettlementNote::forget();
+        throw;
+    }
     if (note) {
         static_cast<void>(manager.clearDynamicVariableInfo());  // what it leaves is found by the settlement
     }

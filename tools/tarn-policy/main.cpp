@@ -1,8 +1,10 @@
 // tarn-policy: the command-line host. It uses what any host can use: the public members of the manager and the free
 // functions.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <map>
 #include <memory>
@@ -118,6 +120,17 @@ ExitCode runVerb(ChosenVerb& chosen, Output& output) {
     return code == ExitCode::kDone ? chosen.verb->failed(ExitCode::kFailed) : chosen.verb->failed(code);
 }
 
+bool isJsonFlag(const char* word) {
+    return std::strcmp(word, "--json") == 0;
+}
+
+// A program that asked for an object gets one, also for a command line that could not be understood.
+ExitCode refuseCommandLine(const CLI::ParseError& error, bool json, Output& output) {
+    Report report(output, "", json);
+    report.failure(Failure(ExitCode::kUsage, "understand the command line", error.what(), "tarn-policy --help"));
+    return report.finish(ExitCode::kUsage, exitCodeName(ExitCode::kUsage)) ? ExitCode::kUsage : ExitCode::kFailed;
+}
+
 ExitCode run(int argc, char** argv) {
     Output output;
     CommandLine line;
@@ -129,8 +142,7 @@ ExitCode run(int argc, char** argv) {
             output.write(answer);
             return output.error() == 0 ? ExitCode::kDone : ExitCode::kFailed;
         }
-        static_cast<void>(std::fprintf(stderr, "tarn-policy: %s\n  next: tarn-policy --help\n", error.what()));
-        return ExitCode::kUsage;
+        return refuseCommandLine(error, std::any_of(argv, argv + argc, isJsonFlag), output);
     }
 }
 

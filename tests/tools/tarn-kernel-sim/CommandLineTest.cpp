@@ -59,11 +59,3 @@ TEST(KernelSimCommandLine, OnlyADirectoryIsMountedAt) {
     EXPECT_EQ(missing.status, 1);
     EXPECT_THAT(missing.err, HasSubstr("No such file or directory"));
 }
-
-TEST(KernelSimCommandLine, LackOfMemoryIsSaid) {
-    const testprocess::Outcome outcome = testprocess::run(
-        {"sh", "-c", "ulimit -v 120000; \"$0\" --fifo /etc/tarn/fifo $(yes -- '--para net/v' | head -n 60000)",
-         TARN_KERNEL_SIM_PROGRAM});
-    EXPECT_EQ(outcome.status, 1) << outcome.err;
-    EXPECT_THAT(outcome.err, HasSubstr("tarn-kernel-sim: "));
-}

@@ -1,3 +1,8 @@
+#include <sys/mount.h>
+
+#include <cerrno>
+#include <cstring>
+
 #include "ToolFixture.h"
 #include "support/Files.h"
 
@@ -127,6 +132,31 @@ TEST_F(CompileTest, RulesFromLinesAreCompiled) {
     const Outcome outcome = tool({"compile", kPolicy});
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_THAT(outcome.out, HasSubstr("planned: 2 rules, 5 records"));
+}
+
+// No policy, which is larger than what the disk holds, stands on it.
+TEST_F(CompileTest, AFullDiskIsNamed) {
+    constexpr char kElsewhere[] = "/var/log/policy.json";
+    writeJson(kElsewhere, bulkyPolicy(1100));
+    if (mount("tmpfs", "/etc/tarn", "tmpfs", 0, "size=512k") != 0) {
+        GTEST_SKIP() << "no mount inside this sandbox: " << std::strerror(errno);
+    }
+    SetUp();
+    const Outcome outcome = tool({"compile", kElsewhere});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, AllOf(HasSubstr("No space left on device"), HasSubstr("make room")));
+    EXPECT_NE(tool({"send"}).status, 0);
+}
+
+TEST_F(CompileTest, AKeyThatWouldBreakALineOfTheNoteIsRefused) {
+    Json::Value policy = smallPolicy();
+    policy["groups"]["two\nlines"] = policy["groups"]["extra"];
+    policy["groups"].removeMember("extra");
+    writePolicy(policy);
+    const Outcome outcome = tool({"compile", kPolicy});
+    EXPECT_EQ(outcome.status, 5);
+    EXPECT_THAT(outcome.err, AllOf(HasSubstr("name-control"), HasSubstr("two\\nlines")));
+    EXPECT_FALSE(testfiles::exists(kSet));
 }
 
 }  // namespace

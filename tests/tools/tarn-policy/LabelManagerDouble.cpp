@@ -1,4 +1,5 @@
 // A label manager that misbehaves as TARN_TEST_LABELS says; loaded before the substitute.
+#include <csignal>
 #include <cstdlib>
 #include <new>
 #include <stdexcept>
@@ -34,10 +35,13 @@ int policies_parse(const std::map<std::string, std::vector<std::string>>& reques
     if (behaviour() == "status-second-time" && calls > 1) {
         return 7;
     }
+    if (behaviour() == "forget-and-die" && calls > 2) {
+        static_cast<void>(raise(SIGKILL));
+    }
     std::uint64_t word = 1;
     for (const auto& [kind, names] : request) {
         for (const std::string& name : names) {
-            const bool forgotten = behaviour() == "forget" && calls > 1 && name == "/srv/y";
+            const bool forgotten = behaviour().rfind("forget", 0) == 0 && calls > 1 && name == "/srv/y";
             if (!forgotten) {
                 answer[kind][name] = {TARN_ID{{word, word, word}}};
             }

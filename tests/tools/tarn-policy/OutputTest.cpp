@@ -4,6 +4,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <regex>
+#include <set>
+
 #include "Common/Handles.h"
 #include "ToolFixture.h"
 #include "support/Files.h"
@@ -56,6 +59,37 @@ TEST_F(OutputTest, JsonStaysCleanWhateverTheLibraryPrints) {
         << "the library did print";
 }
 
+// The text that iconv takes for UTF-8 as it stands.
+bool isUtf8(const std::string& text) {
+    testfiles::write("/etc/tarn/test/output", text);
+    return testprocess::run({"iconv", "-f", "UTF-8", "-t", "UTF-8", "/etc/tarn/test/output"}).status == 0;
+}
+
+TEST_F(OutputTest, JsonIsUtf8WhateverTheNamesHold) {
+    const std::string strange = "/etc/tarn/test/\xFF.json";
+    Json::Value policy = smallPolicy();
+    policy["namespaces"][std::string(79, 'x') + "\xC3\xB6:"] = Json::Value(Json::arrayValue);
+    writeJson(strange, policy);
+    const Outcome check = tool({"check", strange, "--json"});
+    EXPECT_TRUE(isUtf8(check.out)) << check.out;
+    EXPECT_EQ(parseJson(check.out)["diagnostics"][0]["file"].asString(), "/etc/tarn/test/\xEF\xBF\xBD.json");
+    saveVariables("net:\xFF:1\nbroken\xFE\n");
+    const Outcome list = tool({"var", "list", "--json"});
+    EXPECT_TRUE(isUtf8(list.out)) << list.out;
+    EXPECT_EQ(parseJson(list.out)["variables"].size(), 1U);
+    ASSERT_EQ(tool({"compile", kPolicy}).status, 0);
+    testfiles::write(std::string(kSet) + "/\xFF_0_net_g_0", "x");
+    EXPECT_TRUE(isUtf8(tool({"send", "--json"}).out));
+}
+
+TEST_F(OutputTest, NothingThatANameHoldsSpeaksToTheTerminal) {
+    saveVariables("net:\x1B[2J:1\n\x1B[31mbroken\n");
+    const Outcome list = tool({"var", "list"});
+    EXPECT_EQ(list.out, "net \\u001b[2J 1\n");
+    EXPECT_THAT(list.err, AllOf(HasSubstr("\\u001b[31mbroken"), Not(HasSubstr("\x1B"))));
+    EXPECT_THAT(tool({"check", "/etc/tarn/\x1B[5m"}).err, AllOf(HasSubstr("\\u001b[5m"), Not(HasSubstr("\x1B"))));
+}
+
 TEST_F(OutputTest, TextOutputStaysCleanToo) {
     testfiles::write(kConfiguration, "threadnum=1\nlogflag=1\nprinttime=1\n");
     plainKernel();
@@ -64,6 +98,19 @@ TEST_F(OutputTest, TextOutputStaysCleanToo) {
               "planned: 3 rules, 8 records in 2 messages of 986 bytes\n"
               "digest: fdfed808f3908001ed6b27f3ffaab2f7f9a1ef316da300d7e13044685cf7defa\n"
               "delivered: the kernel holds the whole set\n");
+}
+
+TEST_F(OutputTest, AWrongCommandLineIsAnObjectWhereOneWasAskedFor) {
+    for (const auto& words : std::vector<std::vector<std::string>>{
+             {"fly", "--json"}, {"send", "--json", "--nonsense"}, {"check", kPolicy, "--threads", "x", "--json"}}) {
+        const Outcome outcome = tool(words);
+        EXPECT_EQ(outcome.status, 2);
+        const Json::Value object = parseJson(outcome.out);
+        EXPECT_EQ(object["exitCode"].asInt(), 2);
+        EXPECT_EQ(object["exitName"].asString(), "usage");
+        EXPECT_NE(object["error"]["reason"].asString(), "");
+        EXPECT_THAT(outcome.err, HasSubstr("next: tarn-policy --help"));
+    }
 }
 
 TEST_F(OutputTest, AnErrorIsPartOfTheJsonObject) {
@@ -169,8 +216,36 @@ TEST_F(OutputTest, ATerminalShowsWhatIsDone) {
     const Outcome outcome =
         testprocess::run({"script", "-qec", std::string(TARN_POLICY) + " apply " + kPolicy, "/dev/null"});
     EXPECT_EQ(outcome.status, 0) << outcome.err;
-    EXPECT_THAT(outcome.out, AllOf(HasSubstr("reading: "), HasSubstr("resolving: 4 of 4 names"),
-                                   HasSubstr("compiling: 0 of 2 message files")));
+    EXPECT_THAT(outcome.out, AllOf(HasSubstr("reading: 2 of 2 KiB"), HasSubstr("resolving: 4 of 4 names"),
+                                   HasSubstr("planning: 3 of 3 rules"), HasSubstr("compiling: 0 of 2 message files"),
+                                   HasSubstr("sending: 5 of 5 messages")));
+}
+
+// The line is written ten times a second, and this takes longer than that.
+TEST_F(OutputTest, TheCountsMove) {
+    Json::Value policy = smallPolicy();
+    policy["groups"] = Json::Value(Json::objectValue);
+    policy["groups"]["base"]["ruleFiles"][0] = "rules.jsonl";
+    writePolicy(policy);
+    std::string lines;
+    for (int i = 0; i < 60000; ++i) {
+        lines += R"({"namespace":"net","subjectIds":[[1,2,3]],"objectIds":[[4,5,6]],"class":"file","perm":"read"})";
+        lines += '\n';
+    }
+    testfiles::write("/etc/tarn/test/rules.jsonl", lines);
+    const Outcome outcome =
+        testprocess::run({"script", "-qec", std::string(TARN_POLICY) + " check " + kPolicy, "/dev/null"});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    const std::string total = std::to_string((lines.size() + testfiles::read(kPolicy).size() + 1023) / 1024);
+    std::set<std::string> counts;
+    const std::regex line("reading: ([0-9]+) of " + total + " KiB");
+    for (std::sregex_iterator found(outcome.out.begin(), outcome.out.end(), line); found != std::sregex_iterator();
+         ++found) {
+        counts.insert((*found)[1]);
+    }
+    EXPECT_GE(counts.size(), 3U) << "the beginning, something between, and " << total;
+    EXPECT_EQ(counts.count(total), 1U);
+    EXPECT_THAT(outcome.out, HasSubstr("planning: 60000 of 60000 rules"));
 }
 
 TEST_F(OutputTest, NoProgressOutsideATerminal) {

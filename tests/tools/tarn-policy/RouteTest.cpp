@@ -20,6 +20,7 @@ using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::Pair;
 
 class RouteTest : public ToolTest {
@@ -237,6 +238,137 @@ TEST_F(RouteTest, VariablesDroppedBeforeTheFinalNamesFailAreNamed) {
     EXPECT_EQ(outcome.status, 1);
     EXPECT_THAT(outcome.out, HasSubstr("dropped net:a=1\ndropped net:b=5\n"));
     expectDropped(state());
+}
+
+TEST_F(RouteTest, OnlyWhatWasDoneIsReported) {
+    start(false);
+    testprocess::run({"rm", std::string(kKernel) + "/paras/net/b"});
+    const Outcome kept = tool({"apply", "--keep-vars", kPolicy});
+    EXPECT_THAT(kept.out, AllOf(HasSubstr("set again net:a=1\n"), Not(HasSubstr("again net:b"))));
+    writePolicy(policyWithVariable());
+    const Outcome set = tool({"apply", kPolicy, "--json"});
+    EXPECT_EQ(set.status, 11);
+    EXPECT_TRUE(parseJson(set.out)["switchedVariables"].empty());
+    EXPECT_TRUE(parseJson(set.out)["variables"].empty());
+    EXPECT_EQ(parseJson(set.out)["variablesFailed"].size(), 1U);
+    EXPECT_THAT(tool({"apply", kPolicy}).out, Not(HasSubstr("set net:b")));
+}
+
+TEST_F(RouteTest, OnlyWhatWasReplayedIsReported) {
+    start(false);
+    EXPECT_EQ(tool({"compile", kPolicy}).status, 0);
+    testprocess::run({"rm", kNote, std::string(kKernel) + "/paras/net/b"});
+    const Outcome outcome = tool({"send", "--json"});
+    EXPECT_EQ(outcome.status, 11);
+    const Json::Value object = parseJson(outcome.out);
+    ASSERT_EQ(object["switchedVariables"].size(), 1U);
+    EXPECT_EQ(object["switchedVariables"][0]["name"].asString(), "a");
+    EXPECT_EQ(object["variables"].size(), 2U) << "both stay saved";
+}
+
+TEST_F(RouteTest, ARunLeavesNoNoteOfItsVariables) {
+    start(true);
+    if (IsSkipped()) {
+        return;
+    }
+    ASSERT_EQ(tool({"apply", "--keep-vars", kPolicy}).status, 0);
+    EXPECT_FALSE(testfiles::exists(kVariablesNote));
+    ASSERT_EQ(tool({"compile", kPolicy}).status, 0);
+    ASSERT_EQ(tool({"send", "--keep-vars"}).status, 0);
+    EXPECT_FALSE(testfiles::exists(kVariablesNote));
+    expectKept(state());
+}
+
+// Runs a delivery of a set that drops net:a and net:b and kills it when the library has removed their file and the first
+// is about to be switched: its entry is a pipe without a reader. Then the entry is a plain one again.
+class KilledRunTest : public RouteTest {
+protected:
+    static void killAfterDropping(const std::vector<std::string>& words) {
+        plainKernel({"net/a", "net/b"});
+        ASSERT_EQ(tool({"var", "set", "net", "a", "1"}).status, 0);
+        ASSERT_EQ(tool({"var", "set", "net", "b", "5"}).status, 0);
+        const std::string entry = std::string(kKernel) + "/paras/net/a";
+        ASSERT_EQ(unlink(entry.c_str()), 0);
+        ASSERT_EQ(mkfifo(entry.c_str(), 0600), 0);
+        std::vector<std::string> command = {TARN_POLICY};
+        command.insert(command.end(), words.begin(), words.end());
+        testprocess::Running run(command);
+        const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+        while (testfiles::exists(kDynamicInfo) && std::chrono::steady_clock::now() < limit) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        ASSERT_EQ(kill(run.pid(), SIGKILL), 0);
+        static_cast<void>(run.finish());
+        ASSERT_FALSE(testfiles::exists(kDynamicInfo)) << "the run never came to the end of its delivery";
+        ASSERT_EQ(unlink(entry.c_str()), 0);
+        testfiles::write(entry, "");
+    }
+};
+
+TEST_F(KilledRunTest, TheNextApplySetsAgainWhatWasToBeKept) {
+    ASSERT_NO_FATAL_FAILURE(killAfterDropping({"apply", "--keep-vars", kPolicy}));
+    const Outcome next = tool({"apply", "--keep-vars", kPolicy});
+    EXPECT_EQ(next.status, 0) << next.err;
+    EXPECT_THAT(next.err, HasSubstr("an earlier delivery was ended before it had settled"));
+    EXPECT_THAT(next.out, AllOf(HasSubstr("set again for an earlier delivery net:a=1\n"),
+                                HasSubstr("set again for an earlier delivery net:b=5\n")));
+    EXPECT_EQ(testfiles::read(kDynamicInfo), "net:a:1\nnet:b:5\n");
+    EXPECT_EQ(kernelValue("net/b"), "1");
+    EXPECT_FALSE(testfiles::exists(kVariablesNote));
+}
+
+TEST_F(KilledRunTest, TheNextSendSetsAgainWhatWasToBeKept) {
+    ASSERT_EQ(tool({"compile", kPolicy}).status, 0);
+    ASSERT_NO_FATAL_FAILURE(killAfterDropping({"send", "--keep-vars"}));
+    const Outcome next = tool({"send", "--keep-vars"});
+    EXPECT_EQ(next.status, 0) << next.err;
+    EXPECT_EQ(testfiles::read(kDynamicInfo), "net:a:1\nnet:b:5\n");
+}
+
+TEST_F(KilledRunTest, ListTellsOfThem) {
+    ASSERT_NO_FATAL_FAILURE(killAfterDropping({"apply", "--keep-vars", kPolicy}));
+    const Outcome list = tool({"var", "list", "--json"});
+    EXPECT_EQ(list.status, 0);
+    EXPECT_THAT(list.err, HasSubstr("has dropped net:b=5; the next delivery sets it again"));
+    EXPECT_EQ(parseJson(list.out)["unsettledVariables"].size(), 2U);
+    EXPECT_TRUE(testfiles::exists(kVariablesNote)) << "looking changes nothing";
+}
+
+TEST_F(KilledRunTest, ClearForgetsThem) {
+    ASSERT_NO_FATAL_FAILURE(killAfterDropping({"apply", "--keep-vars", kPolicy}));
+    EXPECT_THAT(tool({"var", "clear"}).out, HasSubstr("forgot net:b=5, which an earlier delivery had dropped\n"));
+    EXPECT_EQ(tool({"apply", kPolicy}).status, 0);
+    EXPECT_FALSE(testfiles::exists(kDynamicInfo));
+}
+
+TEST_F(KilledRunTest, AValueThatWasSetSinceHolds) {
+    ASSERT_NO_FATAL_FAILURE(killAfterDropping({"apply", "--keep-vars", kPolicy}));
+    ASSERT_EQ(tool({"var", "set", "net", "a", "7"}).status, 0);
+    EXPECT_EQ(tool({"apply", "--keep-vars", kPolicy}).status, 0);
+    EXPECT_EQ(testfiles::read(kDynamicInfo), "net:a:7\nnet:b:5\n");
+}
+
+TEST_F(KilledRunTest, WhatCannotBeSetAgainIsNoSuccess) {
+    ASSERT_NO_FATAL_FAILURE(killAfterDropping({"apply", "--keep-vars", kPolicy}));
+    testprocess::run({"rm", std::string(kKernel) + "/paras/net/b"});
+    const Outcome next = tool({"apply", "--keep-vars", kPolicy});
+    EXPECT_EQ(next.status, 11);
+    EXPECT_THAT(next.err, HasSubstr("not set again for an earlier delivery: net:b=5: "));
+    EXPECT_EQ(testfiles::read(kDynamicInfo), "net:a:1\n");
+}
+
+// Without --keep-vars the run stands still at the variable that the policy sets.
+TEST_F(KilledRunTest, TheNextRunNamesWhatWasDropped) {
+    Json::Value policy = smallPolicy();
+    policy["variables"]["net"]["a"] = 9;
+    writePolicy(policy);
+    ASSERT_NO_FATAL_FAILURE(killAfterDropping({"apply", kPolicy}));
+    const Outcome next = tool({"apply", kPolicy});
+    EXPECT_EQ(next.status, 0) << next.err;
+    EXPECT_THAT(next.out, AllOf(HasSubstr("dropped by an earlier delivery net:a=1\n"),
+                                HasSubstr("dropped by an earlier delivery net:b=5\n")));
+    EXPECT_EQ(testfiles::read(kDynamicInfo), "net:a:9\n");
 }
 
 // The entry of a variable is a pipe without a reader: the run stands still after the variables were dropped and before

@@ -1,3 +1,6 @@
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include "ToolFixture.h"
 #include "support/Files.h"
 
@@ -6,6 +9,7 @@ namespace {
 using namespace tooltest;
 using testing::AllOf;
 using testing::HasSubstr;
+using testing::Not;
 
 class SendTest : public ToolTest {
 protected:
@@ -124,7 +128,67 @@ TEST_F(SendTest, ASetWhoseNoteCouldNotBeWrittenIsNotSent) {
     plainKernel();
     testfiles::write(std::string(kNote) + ".new/in-the-way", "");
     EXPECT_EQ(tool({"compile", kPolicy}).status, 1);
-    EXPECT_EQ(tool({"send"}).status, 7);
+    EXPECT_FALSE(testfiles::exists(kSet)) << "without a note nothing is begun";
+    EXPECT_EQ(tool({"send"}).status, 3);
+}
+
+// The comparison finds a rule missing, asks for labels once more to say why, and is killed right there: the set stands,
+// complete by its messages.
+TEST_F(SendTest, ASetThatWasNeverComparedIsNotSent) {
+    plainKernel();
+    const Outcome compiled = toolWithLabelManager("forget-and-die", {"compile", kPolicy});
+    ASSERT_NE(compiled.status, 4);
+    ASSERT_TRUE(testfiles::exists(std::string(kSet) + "/endmsg"));
+    const Outcome outcome = tool({"send"});
+    EXPECT_EQ(outcome.status, 7);
+    EXPECT_THAT(outcome.err, AllOf(HasSubstr("its compilation was ended before the set had been compared"),
+                                   HasSubstr("next: compile it again")));
+    EXPECT_EQ(testfiles::read(kDeliver), "");
+    EXPECT_EQ(tool({"compile", kPolicy}).status, 0);
+    EXPECT_EQ(tool({"send"}).status, 0);
+}
+
+TEST_F(SendTest, AnEarlierSetAndItsNoteStayWhereNothingWasCompiled) {
+    plainKernel();
+    compile();
+    testfiles::write(kClasses, "{");
+    EXPECT_NE(tool({"compile", kPolicy}).status, 0);
+    const Outcome outcome = tool({"send", "--json"});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_TRUE(parseJson(outcome.out)["fullSet"].asBool());
+}
+
+TEST_F(SendTest, ALinkInTheSetsPlaceIsRefused) {
+    plainKernel();
+    compile();
+    ASSERT_EQ(rename(kSet, "/etc/tarn/elsewhere"), 0);
+    testfiles::link("/etc/tarn/elsewhere", kSet);
+    const Outcome outcome = tool({"send"});
+    EXPECT_EQ(outcome.status, 7);
+    EXPECT_THAT(outcome.err, HasSubstr("it is no directory"));
+    EXPECT_EQ(testfiles::read(kDeliver), "");
+}
+
+TEST_F(SendTest, APipeInTheNotesPlaceIsRefusedAtOnce) {
+    plainKernel();
+    compile();
+    ASSERT_EQ(unlink(kNote), 0);
+    ASSERT_EQ(mkfifo(kNote, 0600), 0);
+    const Outcome outcome = testprocess::run({"timeout", "60", TARN_POLICY, "send"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, AllOf(HasSubstr("it is not a regular file"), HasSubstr("next: see what stands")));
+}
+
+TEST_F(SendTest, ADirectoryInTheNotesPlaceIsNoMatterOfPrivilege) {
+    plainKernel();
+    compile();
+    ASSERT_EQ(unlink(kNote), 0);
+    testfiles::makeDirectories(kNote);
+    for (const auto& words : std::vector<std::vector<std::string>>{{"send"}, {"compile", kPolicy}}) {
+        const Outcome outcome = tool(words);
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_THAT(outcome.err, AllOf(HasSubstr(kNote), Not(HasSubstr("run as root"))));
+    }
 }
 
 TEST_F(SendTest, EveryDamagedMessageIsNamed) {

@@ -22,6 +22,7 @@ inline constexpr char kConfiguration[] = "/etc/tarn/tarn-policy.conf";
 inline constexpr char kSet[] = "/etc/tarn/.policydata";
 inline constexpr char kFinalSet[] = "/etc/tarn/policydata";
 inline constexpr char kNote[] = "/etc/tarn/.tarn-policy-full";
+inline constexpr char kVariablesNote[] = "/etc/tarn/.tarn-policy-vars";
 inline constexpr char kDynamicInfo[] = "/etc/tarn/dynamicinfo";
 inline constexpr char kLock[] = "/run/lock/tarn-policy";
 inline constexpr char kKernel[] = "/sys/kernel/security/tarn";

@@ -6,6 +6,7 @@
 #include "Lock.h"
 #include "Preparation.h"
 #include "RestoreHint.h"
+#include "SettlementNote.h"
 #include "Threads.h"
 #include "Verb.h"
 #include "libtarnpolicysync/Paths.h"
@@ -27,8 +28,9 @@ public:
         options_.classes = paths::kClassDefinitions;
         options_.threads = libraryThreads();
         Progress progress;
-        VariableSettlement settlement{{}, {}, keepVariables_};
+        VariableSettlement settlement{{}, {}, keepVariables_, {}};
         PolicyModuleManagerInterface manager;
+        settlement.failedBefore = settleEarlierDelivery(manager, report);
         {
             const Preparation prepared = prepare(options_, report, progress);
             settlement.saved = variablesBeforeDelivery(report);
@@ -36,11 +38,15 @@ public:
             compilePolicy(manager, prepared, CompileKind::kForDelivery, report, progress);
         }
         holdSignalsToTheEnd();
-        const DeliveryEnd end = deliverWithLibrary(manager, report);
+        noteVariablesToDrop(settlement);
+        const DeliveryEnd end = deliverWithLibrary(manager, report, progress);
         std::optional<Failure> unsettled;
         if (allTaken(end)) {
             report.line("delivered: the kernel holds the whole set");
             unsettled = failureOf([&] { settleDroppedVariables(manager, settlement, report); });
+        }
+        if (end.stopped && !allTaken(end) && !end.endUnclear) {
+            SettlementNote::forget();
         }
         if (end.status != 0) {
             failWith(deliveryFailure(end), unsettled, report);

@@ -25,6 +25,7 @@ public:
         requireSoundSet(report);
         requireWholeSet(report);
         requireKernelEntry();
+        requireFinishedCompilation();
         const std::optional<std::vector<Variable>> note = FullCompilationNote::read();
         Progress progress;
         PolicyModuleManagerInterface manager;
@@ -37,6 +38,10 @@ private:
         if (!setExists()) {
             throw Failure(ExitCode::kNothingToSend, std::string("send ") + paths::kPolicyDataTmp,
                           "there is no compiled set", "compile one with tarn-policy compile, or use tarn-policy apply");
+        }
+        if (!isFolder(paths::kPolicyDataTmp)) {
+            throw Failure(ExitCode::kUnsoundSet, std::string("send ") + paths::kPolicyDataTmp, "it is no directory",
+                          "see what stands at that path, remove it, and compile again");
         }
         // The last step of a delivery renames this one and fails without it, when the kernel has everything already.
         if (!fileExists(paths::kSceneInfoTmp)) {

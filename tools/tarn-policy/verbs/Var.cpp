@@ -4,6 +4,7 @@
 #include "Failure.h"
 #include "Files.h"
 #include "Lock.h"
+#include "SettlementNote.h"
 #include "Variables.h"
 #include "Verb.h"
 #include "libtarnpolicysync/Paths.h"
@@ -15,6 +16,17 @@ void reportVariables(const SavedVariables& saved, Report& report) {
     warnOfUnreadable(saved, report);
 }
 
+// A delivery that was killed has dropped these, and nobody has settled them since.
+void warnOfUnsettled(const std::vector<UnsettledVariable>& unsettled, Report& report) {
+    for (const UnsettledVariable& entry : unsettled) {
+        Json::Value& fact = report.fact("unsettledVariables").append(Json::Value(Json::objectValue));
+        fact["variable"] = toText(entry.variable);
+        fact["keep"] = entry.keep;
+        report.warning("a delivery that was ended has dropped " + toText(entry.variable) +
+                       (entry.keep ? "; the next delivery sets it again" : ""));
+    }
+}
+
 class VarList : public Verb {
 public:
     void configure(CLI::App& app) override {
@@ -24,6 +36,7 @@ public:
     ExitCode run(Report& report) override {
         const SavedVariables saved = readSavedVariables();
         reportVariables(saved, report);
+        warnOfUnsettled(SettlementNote::unsettled(saved.variables), report);
         for (const Variable& variable : saved.variables) {
             report.line(variable.nameSpace + " " + variable.name + " " + std::to_string(variable.value));
         }
@@ -47,7 +60,7 @@ public:
         requireEntry(variable);
         reportVariables(readSavedVariables(), report);  // saving writes the whole file: skipped lines will be gone
         PolicyModuleManagerInterface manager;
-        const std::vector<std::string> failed = setVariables(manager, {variable});
+        const std::vector<std::string> failed = setVariables(manager, {variable}).failed;
         if (!failed.empty()) {
             throw Failure(ExitCode::kVariables, "set " + nameSpace_ + ":" + name_, failed.front(),
                           "where only the state file failed, the kernel holds the new value already; make room in "
@@ -93,6 +106,10 @@ public:
         for (const Variable& variable : saved.variables) {
             report.line("forgot " + toText(variable));
         }
+        for (const UnsettledVariable& entry : SettlementNote::unsettled(saved.variables)) {
+            report.line("forgot " + toText(entry.variable) + ", which an earlier delivery had dropped");
+        }
+        SettlementNote::remove();
         return ExitCode::kDone;
     }
 };
