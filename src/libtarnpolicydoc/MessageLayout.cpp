@@ -28,7 +28,7 @@ struct Slice {
     std::size_t end;
 };
 
-// Slices of nearly equal length, the longer ones first.
+// Slices of nearly equal length, the longer ones first; empty ones are left out.
 std::vector<Slice> slicesOf(const Plan& plan, std::uint32_t key, unsigned int threads) {
     const std::size_t total = plan.keys[key].rules.size();
     const std::size_t count = std::max(1U, threads);
@@ -36,6 +36,9 @@ std::vector<Slice> slicesOf(const Plan& plan, std::uint32_t key, unsigned int th
     std::size_t first = 0;
     for (unsigned int number = 0; number < count; ++number) {
         const std::size_t length = total / count + (number < total % count ? 1 : 0);
+        if (length == 0) {
+            break;  // none of those that follow writes a file
+        }
         slices.push_back({key, number, first, first + length});
         first += length;
     }

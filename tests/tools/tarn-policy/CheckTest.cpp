@@ -1,3 +1,5 @@
+#include <sys/resource.h>
+
 #include "ToolFixture.h"
 #include "support/Files.h"
 
@@ -209,6 +211,21 @@ TEST_F(CheckTest, PlansForANumberOfThreads) {
         names.push_back(file["name"].asString());
     }
     EXPECT_THAT(names, testing::ElementsAre("base_0_net_g_0", "base_1_net_g_0", "extra_0_quiet_h_0"));
+}
+
+TEST_F(CheckTest, ManyThreadsForManyGroupsTakeNoMemory) {
+    Json::Value policy = smallPolicy();
+    for (int i = 0; i < 300; ++i) {
+        policy["groups"]["group" + std::to_string(i)] = policy["groups"]["extra"];
+    }
+    writePolicy(policy);
+    const Outcome outcome = tool({"check", kPolicy, "--threads", "65535", "--json"});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(parseJson(outcome.out)["plan"]["files"].size(), 303U);
+    rusage usage{};
+    ASSERT_EQ(getrusage(RUSAGE_CHILDREN, &usage), 0);
+    constexpr long kMostKibibytes = 400000;  // a sanitizer's own memory included
+    EXPECT_LT(usage.ru_maxrss, kMostKibibytes);
 }
 
 }  // namespace

@@ -38,6 +38,9 @@ TEST_F(SandboxExit, Is126ForACommandThatCannotBeRun) {
 TEST_F(SandboxExit, OfHelpIs0AndTheTextNamesEveryOption) {
     const Outcome outcome = run(sandbox({"--help"}));
     EXPECT_EQ(outcome.status, 0);
+    for (const char* folder : {"/etc/tarn", "/var/log", "/run/lock", "/sys/kernel/security"}) {
+        EXPECT_THAT(outcome.out, HasSubstr(folder));
+    }
     EXPECT_EQ(outcome.err, "");
     for (const char* option : {"--kernel", "--etc", "--transcript", "--refuse", "--para", "--keep", "--bring", "125"}) {
         EXPECT_THAT(outcome.out, HasSubstr(option));
