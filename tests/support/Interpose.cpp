@@ -8,7 +8,7 @@ bool& insideReplacement() {
 }
 
 // Names that are declared take no parentheses.
-// NOLINTBEGIN(bugprone-macro-parentheses)
+// NOLINTBEGIN(bugprone-macro-parentheses,clang-diagnostic-reserved-identifier)
 
 // Constant initialisation: the functions are called before any constructor of this program has run.
 #define TARN_DEFINE_SLOT(name, result, parameters, arguments) Slot<result parameters> name(#name);
@@ -42,4 +42,4 @@ TARN_DEFINE_ALIAS(__realpath_chk, realpath, char*, (const char* path, char* reso
 TARN_DEFINE_ALIAS(__getdelim, getdelim, ssize_t, (char** line, std::size_t* size, int delimiter, FILE* stream),
                   (line, size, delimiter, stream))
 
-// NOLINTEND(bugprone-macro-parentheses)
+// NOLINTEND(bugprone-macro-parentheses,clang-diagnostic-reserved-identifier)
