@@ -126,17 +126,16 @@ auto failNth(interpose::Slot<Result(Arguments...)>& slot, Fault& fault, Result f
 template <typename Host>
 class Provoked {
 public:
-    Provoked(std::string header, std::string operation)
-        : header_(std::move(header)), operation_(std::move(operation)) {}
-    ~Provoked() noexcept(false) {  // a header that can't be read fails the test
-        const Header header = readHeader(header_);
-        const auto table = header.tables.find(operation_);
-        if (table == header.tables.end()) {
+    Provoked(const std::string& header, std::string operation) : operation_(std::move(operation)) {
+        const Header read = readHeader(header);
+        const auto table = read.tables.find(operation_);
+        if (table == read.tables.end()) {
             ADD_FAILURE() << operation_ << " has no table of statuses";
         } else {
-            EXPECT_EQ(statuses_, table->second) << operation_;
+            table_ = table->second;
         }
     }
+    ~Provoked() { EXPECT_EQ(statuses_, table_) << operation_; }
     Provoked(const Provoked&) = delete;
     Provoked& operator=(const Provoked&) = delete;
 
@@ -194,8 +193,8 @@ private:
         }
     }
 
-    std::string header_;
     std::string operation_;
+    Statuses table_;
     Statuses statuses_;
 };
 

@@ -83,6 +83,7 @@ void undo(const SectionBase& base, Report& report) {
     if (setExists() && removeDirectory(paths::kPolicyDataTmp) != 0) {
         report.warning(std::string(paths::kPolicyDataTmp) + " could not be removed; " + spoilSet());
     }
+    FullCompilationNote::remove();
     for (const char* side : {paths::kSceneInfoTmp, paths::kFuncInfoTmp, paths::kUserInfoTmp}) {
         static_cast<void>(unlink(side));  // belongs to no set now; the next compilation writes it anew
     }
@@ -98,13 +99,13 @@ void compileSection(PolicyModuleManagerInterface& manager, const Preparation& pr
     const std::vector<std::string> messages = messagesInOrder(base.directory);
     const std::string endMessage = readWholeFile(paths::inDirectory(base.directory, paths::kEndName));
     const bool wasFull = base.waiting && FullCompilationNote::read().has_value();
-    FullCompilationNote::remove();
     try {
         if (base.waiting) {
             static_cast<void>(spoilSet());  // where it can't, the compilation can't write there either
         } else {
             copyWithoutEnd(base.directory, messages);
         }
+        FullCompilationNote::markUnfinished();
         progress.stage("compiling", "rules", prepared.plan.rules.size());
         const unsigned int status = manager.compileSectionPolicy(prepared.section->nameSpace, prepared.section->group);
         progress.end();
@@ -114,6 +115,7 @@ void compileSection(PolicyModuleManagerInterface& manager, const Preparation& pr
         requireMessages(otherMessages(messages, replaced));
         writeWholeFile(paths::kEndMessage, endMessage);
         verifySet(prepared, expected, libraryThreads(), report);
+        FullCompilationNote::remove();
     } catch (...) {
         progress.end();
         undo(base, report);

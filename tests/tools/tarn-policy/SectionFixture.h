@@ -36,7 +36,7 @@ protected:
     // Refused with this exit code, and nothing under /etc/tarn is another than before.
     static Outcome expectRefused(int status, const std::vector<std::string>& arguments) {
         const std::vector<std::string> before = snapshot("/etc/tarn");
-        const Outcome outcome = tool(arguments);
+        Outcome outcome = tool(arguments);
         EXPECT_EQ(outcome.status, status) << outcome.out << outcome.err;
         EXPECT_EQ(snapshot("/etc/tarn"), before);
         EXPECT_THAT(outcome.err,

@@ -209,6 +209,19 @@ TEST_F(SectionTest, AFailedComparisonLeavesTheFinishedSetAlone) {
     EXPECT_EQ(snapshot("/etc/tarn"), before);
 }
 
+// Killed while it compares: the set stands, complete by its messages.
+TEST_F(SectionTest, ASetThatWasNeverComparedIsNeitherSentNorBuiltUpon) {
+    plainKernel();
+    ASSERT_EQ(toolWithLabelManager("good", {"apply", kPolicy}).status, 0);
+    const std::string delivered = testfiles::read(kDeliver);
+    static_cast<void>(toolWithLabelManager("forget-and-die", {"section", "net", "g", kPolicy}));
+    ASSERT_TRUE(testfiles::exists(std::string(kSet) + "/endmsg"));
+    EXPECT_EQ(tool({"send"}).status, 7);
+    EXPECT_EQ(tool({"section", "net", "g", kPolicy}).status, 7);
+    EXPECT_EQ(testfiles::read(kDeliver), delivered);
+    EXPECT_EQ(tool({"apply", kPolicy}).status, 0) << "the way out";
+}
+
 TEST_F(SectionTest, AFailedCompilationLeavesTheFinishedSetAlone) {
     plainKernel();
     ASSERT_EQ(toolWithLabelManager("good", {"apply", kPolicy}).status, 0);

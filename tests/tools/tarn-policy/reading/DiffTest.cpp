@@ -177,8 +177,8 @@ TEST_F(DiffTest, NumbersOfNamespacesAndFunctionsAreNoDifference) {
 }
 
 TEST_F(DiffTest, ReaderThatGoesAwayEndsItQuietly) {
-    for (int file = 0; file < 4; ++file) {
-        testfiles::write(at("more_0_net_g_" + std::to_string(file)), plainMessage(5000, 1000000U * (1U + file)));
+    for (std::uint64_t file = 0; file < 4; ++file) {
+        testfiles::write(at("more_0_net_g_" + std::to_string(file)), plainMessage(5000, 1000000 * (1 + file)));
     }
     for (const char* flag : {"", "--json"}) {
         const Outcome outcome = shell("\"$0\" diff " + std::string(kOld) + " " + kSet + " " + flag +
@@ -198,8 +198,8 @@ TEST_F(DiffTest, FullDiskUnderTheOutputIsTrouble) {
 // More rules than the memory of a sort holds, and no folder to put them.
 TEST_F(DiffTest, TemporaryFolderThatIsNoneIsTroubleOnlyWhereItIsNeeded) {
     EXPECT_EQ(shell("TMPDIR=/etc/tarn/nothing \"$0\" diff " + std::string(kOld) + " " + kSet).status, 0);
-    for (int file = 0; file < 125; ++file) {
-        testfiles::write(at("more_0_net_g_" + std::to_string(file)), plainMessage(10000, 10000U * (1U + file)));
+    for (std::uint64_t file = 0; file < 125; ++file) {
+        testfiles::write(at("more_0_net_g_" + std::to_string(file)), plainMessage(10000, 10000 * (1 + file)));
     }
     const Outcome outcome = shell("TMPDIR=/etc/tarn/nothing \"$0\" diff --brief " + std::string(kOld) + " " + kSet);
     EXPECT_EQ(outcome.status, 2);

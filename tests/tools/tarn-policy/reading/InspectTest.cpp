@@ -175,8 +175,8 @@ TEST_F(InspectTest, HexSaysWhatEachFieldMeans) {
              "01 00 00 00                          # 148  function number 1 (netmod:check)\n",
              "07 00 00 00 00 00 00 00              # 168  integer 7\n",
              "61 62                                # 184  string \"ab\"\n",
-             "6e 65 74 3a 75 73 62 5f 62 6c 6f 63  # 226  variable \"net:usb_block\"\n6b                               "
-             "    # continued\n",
+             "6e 65 74 3a 75 73 62 5f 62 6c 6f 63  # 226  variable \"net:usb_block\"\n",
+             "\n6b                                   # continued\n",
              "# end\nff ff 34 12                          # 239  end number 0x1234ffff\n",
          }) {
         EXPECT_THAT(outcome.out, HasSubstr(line));
