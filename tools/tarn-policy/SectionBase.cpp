@@ -257,7 +257,7 @@ SectionBase requireSectionBase(Report& report) {
     requireSoundSet(report, checked);
     requireWholeSet(report, checked);
     if (base.waiting) {
-        requireFinishedCompilation();
+        requireFinishedCompilation(advice);
     }
     return base;
 }

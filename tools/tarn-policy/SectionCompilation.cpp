@@ -82,8 +82,9 @@ void undo(const SectionBase& base, Report& report) {
     }
     if (setExists() && removeDirectory(paths::kPolicyDataTmp) != 0) {
         report.warning(std::string(paths::kPolicyDataTmp) + " could not be removed; " + spoilSet());
+    } else {
+        static_cast<void>(unlink(FullCompilationNote::kPath));  // speaks of a set that is gone
     }
-    FullCompilationNote::remove();
     for (const char* side : {paths::kSceneInfoTmp, paths::kFuncInfoTmp, paths::kUserInfoTmp}) {
         static_cast<void>(unlink(side));  // belongs to no set now; the next compilation writes it anew
     }
@@ -99,13 +100,14 @@ void compileSection(PolicyModuleManagerInterface& manager, const Preparation& pr
     const std::vector<std::string> messages = messagesInOrder(base.directory);
     const std::string endMessage = readWholeFile(paths::inDirectory(base.directory, paths::kEndName));
     const bool wasFull = base.waiting && FullCompilationNote::read().has_value();
+    FullCompilationNote::markUnfinished();  // where it can't be written, nothing has been touched
     try {
         if (base.waiting) {
             static_cast<void>(spoilSet());  // where it can't, the compilation can't write there either
+            FullCompilationNote::markUnfinished();
         } else {
             copyWithoutEnd(base.directory, messages);
         }
-        FullCompilationNote::markUnfinished();
         progress.stage("compiling", "rules", prepared.plan.rules.size());
         const unsigned int status = manager.compileSectionPolicy(prepared.section->nameSpace, prepared.section->group);
         progress.end();

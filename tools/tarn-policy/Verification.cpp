@@ -214,12 +214,10 @@ void requireWholeSet(Report& report, const CheckedSet& checked) {
                                 : ""));
 }
 
-void requireFinishedCompilation() {
+void requireFinishedCompilation(const std::string& advice) {
     if (FullCompilationNote::unfinished()) {
         throw Failure(ExitCode::kUnsoundSet, std::string("use the set ") + paths::kPolicyDataTmp,
-                      "its compilation was ended before the set had been compared with the policy",
-                      std::string("compile it again; where another program has compiled a set since, remove ") +
-                          FullCompilationNote::kPath);
+                      "its compilation was ended before the set had been compared with the policy", advice);
     }
 }
 

@@ -27,7 +27,7 @@ void requireSoundSet(Report& report, const CheckedSet& checked = {});
 void requireWholeSet(Report& report, const CheckedSet& checked = {});
 
 // Throws Failure (kUnsoundSet) where the set's compilation was ended before the set was compared with its policy.
-void requireFinishedCompilation();
+void requireFinishedCompilation(const std::string& advice);
 
 // What the rules handed over under one key should give: for each the number of its records and a digest of their pairs
 // of subject and object, so that a record in the set can be told to be of this rule. 24 bytes a rule.

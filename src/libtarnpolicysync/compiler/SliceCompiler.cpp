@@ -123,7 +123,7 @@ int PolicyModuleManagerInterface::Private::SliceCompiler::addRule(const PolicyNo
 std::size_t PolicyModuleManagerInterface::Private::SliceCompiler::copiesThatFit(const MessageGroup& group,
                                                                                 const Template& last,
                                                                                 std::size_t wanted) {
-    if (last.bytes == nullptr) {
+    if (last.length == 0) {
         return 0;
     }
     const auto places = static_cast<std::size_t>(kernelmsg::kRecordsPerMessage - group.records);

@@ -217,7 +217,10 @@ TEST_F(SectionTest, ASetThatWasNeverComparedIsNeitherSentNorBuiltUpon) {
     static_cast<void>(toolWithLabelManager("forget-and-die", {"section", "net", "g", kPolicy}));
     ASSERT_TRUE(testfiles::exists(std::string(kSet) + "/endmsg"));
     EXPECT_EQ(tool({"send"}).status, 7);
-    EXPECT_EQ(tool({"section", "net", "g", kPolicy}).status, 7);
+    const Outcome again = tool({"section", "net", "g", kPolicy});
+    EXPECT_EQ(again.status, 7);
+    EXPECT_THAT(again.err,
+                AllOf(HasSubstr("before the set had been compared"), HasSubstr("remove /etc/tarn/.policydata")));
     EXPECT_EQ(testfiles::read(kDeliver), delivered);
     EXPECT_EQ(tool({"apply", kPolicy}).status, 0) << "the way out";
 }
@@ -241,6 +244,15 @@ TEST_F(SectionTest, AFailureInASetThatWaitedLeavesNothingThatCouldBeSent) {
     EXPECT_EQ(tool({"send"}).status, 7);
     EXPECT_EQ(tool({"section", "net", "g", kPolicy}).status, 7);
     EXPECT_EQ(tool({"apply", kPolicy}).status, 0) << "the way out";
+}
+
+TEST_F(SectionTest, WhereNoMarkCanBeWrittenTheSetThatWaitsStaysWhole) {
+    plainKernel();
+    ASSERT_EQ(toolWithLabelManager("good", {"compile", kPolicy}).status, 0);
+    testfiles::write("/etc/tarn/.tarn-policy-full.new/in-the-way", "");
+    const std::vector<std::string> before = snapshot("/etc/tarn");
+    EXPECT_EQ(tool({"section", "net", "g", kPolicy}).status, 1);
+    EXPECT_EQ(snapshot("/etc/tarn"), before);
 }
 
 TEST_F(SectionTest, ARefusedDeliveryCanBeRepeated) {

@@ -25,7 +25,9 @@ public:
         requireSoundSet(report);
         requireWholeSet(report);
         requireKernelEntry();
-        requireFinishedCompilation();
+        requireFinishedCompilation(
+            std::string("compile it again; where another program has compiled a set since, remove ") +
+            FullCompilationNote::kPath);
         const std::optional<std::vector<Variable>> note = FullCompilationNote::read();
         Progress progress;
         PolicyModuleManagerInterface manager;
