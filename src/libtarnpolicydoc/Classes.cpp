@@ -48,7 +48,8 @@ std::optional<Json::Value> readClasses(const std::string& path, Diagnostics& dia
                         "a file with permission classes", "name a file that can be read"});
         return std::nullopt;
     }
-    std::ifstream stream(path);
+    std::ostringstream text;
+    text << std::ifstream(path).rdbuf();
     // The old reader and not its successor: the library takes what this one takes.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
@@ -57,7 +58,8 @@ std::optional<Json::Value> readClasses(const std::string& path, Diagnostics& dia
     Json::Value classes;
     std::string why;
     try {
-        if (!reader.parse(stream, classes, false)) {
+        // Not from the stream: the reader's words on errors would look into a text that is gone by then.
+        if (!reader.parse(text.str(), classes, false)) {
             why = inOneLine(reader.getFormattedErrorMessages());
         } else if (!classes.isObject()) {
             why = "the document is no object";
