@@ -51,7 +51,11 @@ std::vector<std::string> settleEarlierDelivery(PolicyModuleManagerInterface& man
     std::vector<Variable> kept;
     std::vector<Variable> dropped;
     for (const UnsettledVariable& entry : SettlementNote::unsettled(readSavedVariables().variables)) {
-        (entry.keep ? kept : dropped).push_back(entry.variable);
+        if (entry.keep) {
+            kept.push_back(entry.variable);
+        } else {
+            dropped.push_back(entry.variable);
+        }
     }
     const SwitchResult again = setVariables(manager, kept);
     if (!kept.empty() || !dropped.empty()) {
