@@ -6,9 +6,11 @@
 #include <sys/stat.h>
 
 #include "MessageTools.h"
+#include "SetOnDisk.h"
 #include "support/Files.h"
 
 using messagetools::withWord;
+using namespace setondisk;
 using tarnmessage::FileReport;
 using tarnmessage::readSet;
 using tarnmessage::SetReport;
@@ -16,24 +18,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 
 namespace {
-
-constexpr char kSet[] = "/etc/tarn/set";
-
-std::string at(const std::string& name) {
-    return std::string(kSet) + "/" + name;
-}
-
-void writeMessage(const std::string& file, const std::string& name) {
-    testfiles::write(at(file), golden::message(name));
-}
-
-void writeWholeSet() {
-    writeMessage("beginmsg", "begin");
-    writeMessage("namemsg", "namespace");
-    writeMessage("base_1_net_g_0", "policy-pairs");
-    writeMessage("base_0_net_g_0", "policy-condition");
-    writeMessage("endmsg", "end");
-}
 
 std::vector<std::string> namesOf(const SetReport& report) {
     std::vector<std::string> names;

@@ -9,9 +9,11 @@
 #include <unistd.h>
 
 #include "MessageTools.h"
+#include "SetOnDisk.h"
 #include "support/Files.h"
 
 using messagetools::withWord;
+using namespace setondisk;
 using tarnmessage::PassedOver;
 using tarnmessage::SetWalk;
 using tarnmessage::WalkOutcome;
@@ -20,24 +22,7 @@ using testing::HasSubstr;
 
 namespace {
 
-constexpr char kSet[] = "/etc/tarn/set";
 constexpr std::uint32_t kNet = 4075427327U;
-
-std::string at(const std::string& name) {
-    return std::string(kSet) + "/" + name;
-}
-
-void writeMessage(const std::string& file, const std::string& name) {
-    testfiles::write(at(file), golden::message(name));
-}
-
-void writeWholeSet() {
-    writeMessage("beginmsg", "begin");
-    writeMessage("namemsg", "namespace");
-    writeMessage("base_1_net_g_0", "policy-pairs");
-    writeMessage("base_0_net_g_0", "policy-condition");
-    writeMessage("endmsg", "end");
-}
 
 // After this, modes hold for root, too.
 long giveUpCapabilities() {
