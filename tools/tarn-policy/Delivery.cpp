@@ -85,7 +85,7 @@ std::string whatFailed(const DeliveryEnd& end) {
     const std::string place = end.order[*end.stopped] + " (message " + std::to_string(*end.stopped + 1) + " of " +
                               std::to_string(end.order.size()) + ")";
     if (end.endUnclear) {
-        return place + " was refused, or the files could not be renamed after it: status " +
+        return place + " was refused, or " + end.afterEnd + " after it: status " +
                std::to_string(static_cast<int>(end.status)) + "; the log says which";
     }
     return place + " was refused: " + statusWords(end.status);
@@ -103,7 +103,7 @@ void judge(DeliveryEnd& end, const std::optional<std::vector<std::string>>& open
         return;
     }
     end.stopped = opened->size() - 1;
-    // After the end message the library renames files; a failure there has one of these, too.
+    // What the library does after the end message fails with one of these, too.
     end.endUnclear = opened->size() == end.order.size() && (end.status == kLocalFailure || end.status == kNotOpened);
 }
 
@@ -186,7 +186,8 @@ Failure renameFailure(int status) {
     return Failure(
         ExitCode::kFailed, "give the delivered files their final names",
         "the library ended with status " + std::to_string(status) + "\n  now: the kernel holds the whole set",
-        "look into /var/log/tarn-policy.log, then send again");
+        std::string("look into /var/log/tarn-policy.log, then ") +
+            (renamesWereCutOff() ? "compile and deliver the policy again with tarn-policy apply" : "send again"));
 }
 
 Failure deliveryFailure(const DeliveryEnd& end) {
@@ -224,6 +225,7 @@ void deliverFinished(PolicyModuleManagerInterface& manager, const std::string& m
     requireKernelEntry();
     DeliveryEnd end;
     end.directory = directory;
+    end.afterEnd = "the saved variables could not be read";
     end.order = messagesInOrder(directory);
     MessageWatch watch(directory);
     end.status = manager.sendInitPolicy(mountPoint);
@@ -231,7 +233,6 @@ void deliverFinished(PolicyModuleManagerInterface& manager, const std::string& m
         end.stopped = end.order.size();
     } else {
         judge(end, watch.opened(), false);
-        end.endUnclear = false;  // nothing is renamed here
     }
     reportDelivery(report, end);
     if (end.status != 0) {

@@ -48,7 +48,8 @@ struct DeliveryEnd {
     std::vector<std::string> order;                 // all messages, in the order of delivery
     std::optional<std::size_t> stopped;  // index of the refused message; order.size(): all were taken; none: not known
     bool endUnclear = false;             // `stopped` is the end message, and it can't be told whether it was refused
-    unsigned int status = 0;             // of the library
+    const char* afterEnd = "the files could not be renamed";  // what else that status can mean
+    unsigned int status = 0;                                  // of the library
 };
 
 // The kernel has the whole set; a status other than 0 then belongs to what follows the end message.

@@ -73,12 +73,25 @@ void requirePolicies(const std::string& directory) {
     }
 }
 
-void requireFinishedSet(const std::string& directory, Report& report) {
+// A set that was removed in part can be sound by itself and still lack rules.
+void requireWholeRenames(const std::string& mountPoint, const std::string& directory) {
+    if (renamesWereCutOff(mountPoint)) {
+        throw Failure(ExitCode::kUnsoundSet, "use the set " + directory,
+                      "the renames at the end of an earlier run were cut off (" + mountPoint + paths::kPolicyDataTmp +
+                          " stands without " + mountPoint + paths::kSceneInfoTmp +
+                          "), and a part of this set may be gone",
+                      mountPoint.empty() ? "compile and deliver the whole policy with tarn-policy apply"
+                                         : "compile the policy into the tree again with tarn-policy compile --init");
+    }
+}
+
+void requireFinishedSet(const std::string& mountPoint, const std::string& directory, Report& report) {
     report.fact("set") = directory;
     if (!fileExists(directory)) {
         throw Failure(ExitCode::kNothingToSend, "deliver " + directory, "there is no finished set",
                       "compile one with tarn-policy compile --init, or use tarn-policy apply");
     }
+    requireWholeRenames(mountPoint, directory);
     const CheckedSet checked{directory, "compile and deliver the whole policy with tarn-policy apply"};
     if (!isFolder(directory)) {
         throw Failure(ExitCode::kUnsoundSet, "use the set " + directory, "it is no folder; the library follows no link",
@@ -96,7 +109,7 @@ void deliverFinishedSet(const std::string& mountPoint, Report& report) {
         requireMountPoint(mountPoint);
     }
     const std::string directory = pathBelow(mountPoint, paths::kPolicyData);
-    requireFinishedSet(directory, report);
+    requireFinishedSet(mountPoint, directory, report);
     requireKernelEntry();
     const std::string variables = pathBelow(mountPoint, paths::kDynamicInfo);
     PolicyModuleManagerInterface manager;

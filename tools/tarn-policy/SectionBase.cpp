@@ -252,6 +252,14 @@ SectionBase requireSectionBase(Report& report) {
     if (!isFolder(base.directory)) {
         throw Failure(ExitCode::kUnsoundSet, "use the set " + base.directory, "it is no folder", advice);
     }
+    if (renamesWereCutOff()) {
+        throw Failure(
+            ExitCode::kUnsoundSet, "use the set " + base.directory,
+            std::string(paths::kSceneInfoTmp) +
+                " is missing: the renames at the end of an earlier delivery were cut off, and the finished set " +
+                paths::kPolicyData + " may be gone in part",
+            "compile and deliver the whole policy with tarn-policy apply");
+    }
     requireFrame(base, advice, report);
     const CheckedSet checked{base.directory, advice};
     requireSoundSet(report, checked);

@@ -106,6 +106,30 @@ TEST_F(RestoreTest, ADamagedSetIsNotSent) {
     EXPECT_EQ(testfiles::read(kDeliver), "");
 }
 
+// Killed while the old set was being removed: its end message is still there, one of its messages is not.
+TEST_F(RestoreTest, ASetThatMayHaveBeenRemovedInPartIsNotSent) {
+    finished();
+    ASSERT_EQ(tool({"compile", kPolicy}).status, 0);
+    remove("/etc/tarn/.scene_info");
+    remove(std::string(kFinalSet) + "/extra_0_quiet_h_0");
+    const Outcome outcome = expectRefused(7, {"restore"}, "tarn-policy apply");
+    EXPECT_THAT(outcome.err,
+                HasSubstr("use the set /etc/tarn/policydata: the renames at the end of an earlier run were "
+                          "cut off (/etc/tarn/.policydata stands without /etc/tarn/.scene_info), and a part "
+                          "of this set may be gone"));
+    EXPECT_EQ(testfiles::read(kDeliver), "");
+    EXPECT_EQ(tool({"apply", kPolicy}).status, 0) << "the way out";
+    EXPECT_EQ(tool({"restore"}).status, 0);
+}
+
+TEST_F(RestoreTest, ACompilationWithoutItsEndMessageSaysNothingOfTheFinishedSet) {
+    finished();
+    ASSERT_EQ(tool({"compile", kPolicy}).status, 0);
+    remove("/etc/tarn/.scene_info");
+    remove(std::string(kSet) + "/endmsg");
+    EXPECT_EQ(tool({"restore"}).status, 0);
+}
+
 TEST_F(RestoreTest, ALinkInThePlaceOfTheSetIsNotFollowed) {
     finished();
     ASSERT_EQ(testprocess::run({"mv", kFinalSet, "/etc/tarn/elsewhere"}).status, 0);
@@ -170,6 +194,33 @@ TEST_F(RestoreTest, SendInitDeliversTheSetOfAMountedTree) {
     EXPECT_EQ(object["delivery"]["delivered"].asInt(), 5);
     EXPECT_EQ(kernelValue("net/a"), "1");
     EXPECT_FALSE(testfiles::exists(kDynamicInfo)) << "the variables of the tree stay in the tree";
+}
+
+TEST_F(RestoreTest, ASetOfATreeThatMayHaveBeenRemovedInPartIsNotSent) {
+    ASSERT_NO_FATAL_FAILURE(mountedTree());
+    if (IsSkipped()) {
+        return;
+    }
+    testfiles::write(std::string(kTree) + "/.policydata/endmsg", "");
+    const Outcome outcome = tool({"send-init", kMount});
+    EXPECT_EQ(outcome.status, 7);
+    EXPECT_THAT(outcome.err, AllOf(HasSubstr("/var/log/tree/etc/tarn/.policydata stands without"),
+                                   HasSubstr("next: compile the policy into the tree again with tarn-policy compile")));
+    EXPECT_EQ(testfiles::read(kDeliver), "");
+}
+
+// The library does not follow it, and would find out when the kernel has the whole set.
+TEST_F(RestoreTest, VariablesOfATreeThatTheLibraryRefusesAreFoundBeforeAnythingIsSent) {
+    ASSERT_NO_FATAL_FAILURE(mountedTree());
+    if (IsSkipped()) {
+        return;
+    }
+    testfiles::write("/var/log/variables", "net:a:5\n");
+    testfiles::link("/var/log/variables", std::string(kTree) + "/dynamicinfo");
+    const Outcome outcome = tool({"send-init", kMount});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, HasSubstr("cannot read /var/log/tree/etc/tarn/dynamicinfo: it is not a regular file"));
+    EXPECT_EQ(testfiles::read(kDeliver), "");
 }
 
 TEST_F(RestoreTest, ADamagedSetOfATreeIsNotSent) {

@@ -34,13 +34,13 @@ protected:
     static void remove(const std::string& path) { testprocess::run({"rm", "-rf", path}); }
 
     // Refused with this exit code, and nothing under /etc/tarn is another than before.
-    static Outcome expectRefused(int status, const std::vector<std::string>& arguments) {
+    static Outcome expectRefused(int status, const std::vector<std::string>& arguments,
+                                 const std::string& wayOut = "tarn-policy restore") {
         const std::vector<std::string> before = snapshot("/etc/tarn");
         Outcome outcome = tool(arguments);
         EXPECT_EQ(outcome.status, status) << outcome.out << outcome.err;
         EXPECT_EQ(snapshot("/etc/tarn"), before);
-        EXPECT_THAT(outcome.err,
-                    testing::AllOf(testing::HasSubstr("next: "), testing::HasSubstr("tarn-policy restore")));
+        EXPECT_THAT(outcome.err, testing::AllOf(testing::HasSubstr("next: "), testing::HasSubstr(wayOut)));
         return outcome;
     }
 };

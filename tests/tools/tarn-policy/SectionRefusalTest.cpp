@@ -151,6 +151,19 @@ TEST_F(SectionRefusalTest, ASetWithoutCallsNeedsItsNamespaceMessage) {
     EXPECT_THAT(expectRefused(7, section()).err, HasSubstr("namemsg: the message is missing"));
 }
 
+TEST_F(SectionRefusalTest, ASetWhoseRenamesWereCutOff) {
+    plainKernel();
+    apply();
+    ASSERT_EQ(tool({"compile", kPolicy}).status, 0);
+    remove("/etc/tarn/.scene_info");
+    EXPECT_THAT(
+        expectRefused(7, section()).err,
+        AllOf(HasSubstr("/etc/tarn/.scene_info is missing: the renames at the end of an earlier delivery were cut "
+                        "off"),
+              HasSubstr("next: compile and deliver the whole policy with tarn-policy apply")));
+    EXPECT_EQ(tool({"apply", kPolicy}).status, 0) << "the way out";
+}
+
 TEST_F(SectionRefusalTest, ADamagedSet) {
     plainKernel();
     apply();
