@@ -124,6 +124,18 @@ TEST_F(SectionRefusalTest, ANamespaceWhoseNumberMoved) {
     expectFinding("moved-number", "namespace quiet has the number 7 in /etc/tarn/.scene_info and would get 8");
 }
 
+// The functions of the document fit, and so do those in use; not both.
+TEST_F(SectionRefusalTest, ANamespaceMessageBeyondOneMiB) {
+    plainKernel();
+    apply();
+    std::string functions = "net#netmod:check,netmod:log";
+    for (unsigned int number = 0; number < 1100; ++number) {
+        functions += ",netmod:" + std::to_string(number) + std::string(1000, 'f');
+    }
+    testfiles::write("/etc/tarn/funcinfo", functions + "\n");
+    expectFinding("namespace-size", "the namespace message, with the functions in use, would take ");
+}
+
 TEST_F(SectionRefusalTest, ASetWithoutAFrameMessage) {
     plainKernel();
     apply();

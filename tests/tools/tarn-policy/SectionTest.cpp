@@ -1,4 +1,9 @@
 // section: what it puts into the set, what it leaves alone, and what a failure leaves behind.
+#include <sys/mount.h>
+
+#include <cerrno>
+#include <cstring>
+
 #include "SectionFixture.h"
 
 namespace {
@@ -232,6 +237,24 @@ TEST_F(SectionTest, AFailedCompilationLeavesTheFinishedSetAlone) {
     const Outcome outcome = toolWithLabelManager("status-second-time", {"section", "net", "g", kPolicy});
     EXPECT_EQ(outcome.status, 1);
     EXPECT_THAT(outcome.err, HasSubstr("the library ended with status 7"));
+    EXPECT_EQ(snapshot("/etc/tarn"), before);
+}
+
+// The finished set fills more than half of the disk.
+TEST_F(SectionTest, ACopyThatFindsNoRoomLeavesTheFinishedSetAlone) {
+    constexpr char kElsewhere[] = "/var/log/policy.json";
+    writeJson(kElsewhere, bulkyPolicy(900));
+    if (mount("tmpfs", "/etc/tarn", "tmpfs", 0, "size=1500k") != 0) {
+        GTEST_SKIP() << "no mount inside this sandbox: " << std::strerror(errno);
+    }
+    SetUp();
+    plainKernel();
+    ASSERT_EQ(tool({"apply", kElsewhere}).status, 0);
+    const std::vector<std::string> before = snapshot("/etc/tarn");
+    const Outcome outcome = tool({"section", "net", "g", kElsewhere});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err,
+                AllOf(HasSubstr("cannot copy /etc/tarn/policydata/"), HasSubstr("make room in /etc/tarn")));
     EXPECT_EQ(snapshot("/etc/tarn"), before);
 }
 
