@@ -10,33 +10,38 @@
 
 namespace {
 
-// Sets what differs between the records of one rule: the policy type and the two identifiers.
-inline void setPair(char* record, const TARN_ID& subject, const TARN_ID& object) {
-    char* node = record + sizeof kernelmsg::kMagicNumber;
-    const std::uint32_t type = kernelmsg::policyTypeOf(object);
-    std::memcpy(node + offsetof(kernelmsg::PolicyNodeRecord, policyType), &type, sizeof type);
-    std::memcpy(node + offsetof(kernelmsg::PolicyNodeRecord, subject), &subject, sizeof subject);
-    std::memcpy(node + offsetof(kernelmsg::PolicyNodeRecord, object), &object, sizeof object);
+constexpr unsigned long kNodeOffset = sizeof kernelmsg::kMagicNumber;
+constexpr unsigned long kPlainLength = kNodeOffset + sizeof(kernelmsg::PolicyNodeRecord);
+
+void setSubject(char* record, const TARN_ID& subject) {
+    std::memcpy(record + kNodeOffset + offsetof(kernelmsg::PolicyNodeRecord, subject), &subject, sizeof subject);
 }
 
-constexpr unsigned long kPlainLength = sizeof kernelmsg::kMagicNumber + sizeof(kernelmsg::PolicyNodeRecord);
+// The policy type follows from the object.
+void setObject(char* record, const TARN_ID& object) {
+    const std::uint32_t type = kernelmsg::policyTypeOf(object);
+    std::memcpy(record + kNodeOffset + offsetof(kernelmsg::PolicyNodeRecord, policyType), &type, sizeof type);
+    std::memcpy(record + kNodeOffset + offsetof(kernelmsg::PolicyNodeRecord, object), &object, sizeof object);
+}
 
 // Copies a record `count` times, each with the next object. A record without condition and actions is short enough for
-// the compiler to copy it without a call.
+// the compiler to keep it in registers; what is written is never read back.
 char* copyRecords(char* cursor, const char* record, unsigned long length, const TARN_ID& subject,
                   const TARN_ID* objects, std::size_t count) {
     if (length == kPlainLength) {
         char plain[kPlainLength];
         std::memcpy(plain, record, sizeof plain);
+        setSubject(plain, subject);
         for (std::size_t index = 0; index < count; ++index, cursor += sizeof plain) {
-            setPair(plain, subject, objects[index]);
             std::memcpy(cursor, plain, sizeof plain);
+            setObject(cursor, objects[index]);
         }
         return cursor;
     }
     for (std::size_t index = 0; index < count; ++index, cursor += length) {
         std::memcpy(cursor, record, length);
-        setPair(cursor, subject, objects[index]);
+        setSubject(cursor, subject);
+        setObject(cursor, objects[index]);
     }
     return cursor;
 }
