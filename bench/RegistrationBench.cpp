@@ -1,4 +1,5 @@
 // Registering many names: ten times as many should take ten times as long.
+#include <algorithm>
 #include <unordered_set>
 
 #include "support/Bench.h"
@@ -10,6 +11,7 @@ using bench::Options;
 
 constexpr std::size_t kTenfold = 10;
 constexpr double kNearLinear = 15;
+constexpr double kAgainstPlain = 3;
 
 std::string fileName(std::size_t number) {
     return "/usr/share/application/data/file-" + std::to_string(number);
@@ -55,14 +57,21 @@ bench::Time timedPlain(std::size_t count, std::string (*nameOf)(std::size_t)) {
     });
 }
 
+// Tenfold growth is held against that of a hash set with a vector: 100,000 names no longer fit the processor's caches, and
+// no list can do anything about that.
 template <typename Timed>
 void registration(const Options& options, bench::Manager& manager, std::size_t count, Timed timed,
                   std::string (*nameOf)(std::size_t), const std::string& label, const std::string& tenth) {
-    bench::Row growth{"register", label, tenth, 1, bench::Bound::kAtMost, kNearLinear};
+    bench::Row machine{"register", "set and vector: " + label, tenth, 1, bench::Bound::kNone};
+    machine.result = bench::compare(
+        options, [&] { return timedPlain(count, nameOf); }, [&] { return timedPlain(count / kTenfold, nameOf); });
+    bench::print(options, machine);
+    bench::Row growth{"register", label, tenth, 1, bench::Bound::kAtMost};
+    growth.target = std::max(kNearLinear, machine.result.ratio);
     growth.result = bench::compare(
         options, [&] { return timed(manager, count); }, [&] { return timed(manager, count / kTenfold); });
     bench::print(options, growth);
-    bench::Row plain{"register", label, "set and vector", 1, bench::Bound::kNone};
+    bench::Row plain{"register", label, "set and vector", 1, bench::Bound::kAtMost, kAgainstPlain};
     plain.result = bench::compare(
         options, [&] { return timed(manager, count); }, [&] { return timedPlain(count, nameOf); });
     bench::print(options, plain);
