@@ -5,7 +5,7 @@ readonly buildPackages=(g++ cmake ninja-build pkg-config libjsoncpp-dev libfuse3
     rapidjson-dev)
 readonly demoPackages=(python3)
 readonly testPackages=(libgtest-dev libgmock-dev python3 python3-jsonschema groff-base)
-readonly checkPackages=(clang clang-format clang-tidy cppcheck libclang-rt-14-dev git)
+readonly checkPackages=(clang clang-format clang-tidy cppcheck libclang-rt-14-dev git chromium)
 
 # Two cores are what the slowest machine of ours has; more are used where they are.
 jobs=$(nproc)
