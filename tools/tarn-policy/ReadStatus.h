@@ -29,7 +29,10 @@ class ReadingVerb : public Verb {
 public:
     explicit ReadingVerb(const char* name) : name_(name) {}
 
-    ExitCode run(Report& report) final { return static_cast<ExitCode>(look(report)); }
+    ExitCode run(Report& report) final {
+        report.readerMayLeave();
+        return static_cast<ExitCode>(look(report));
+    }
     ExitCode failed(ExitCode /*code*/) const final { return static_cast<ExitCode>(ReadStatus::kTrouble); }
     const char* statusName(ExitCode code) const final;
 

@@ -54,7 +54,6 @@ void Report::words(const std::string& text) const {
 }
 
 bool Report::write(const std::string& text) {
-    streams_ = true;
     pending_ += text;
     if (pending_.size() >= kPendingBytes) {
         flush();
@@ -74,7 +73,6 @@ bool Report::element(const std::string& value) {
 }
 
 void Report::withoutObject() {
-    streams_ = true;
     hasObject_ = false;
 }
 
@@ -99,7 +97,7 @@ bool Report::finish(ExitCode code, const char* codeName) {
         writeObject();
     }
     flush();
-    if (output_.error() == 0 || (streams_ && output_.error() == EPIPE)) {
+    if (output_.error() == 0 || (readerMayLeave_ && output_.error() == EPIPE)) {
         return true;
     }
     toStandardError(std::string("tarn-policy: cannot write to standard output: ") + std::strerror(output_.error()) +

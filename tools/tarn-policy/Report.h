@@ -37,11 +37,14 @@ public:
     // For results that don't fit into memory. write() takes text for standard output as it stands and says whether
     // somebody still reads it. openArray() begins the JSON object with its last member, an array; each element() is one
     // value of it, as JSON text in UTF-8; finish() closes it and adds the other members. After withoutObject() nothing but what
-    // write() was given goes out. A reader that went away is no failure of a verb that writes like this.
+    // write() was given goes out.
     bool write(const std::string& text);
     void openArray(const std::string& name);
     bool element(const std::string& value);
     void withoutObject();
+
+    // From now on a reader of standard output that goes away is no failure: nothing is done but to tell him.
+    void readerMayLeave() { readerMayLeave_ = true; }
 
     // Prints the JSON object. False, with a word on standard error, where the output could not be written.
     bool finish(ExitCode code, const char* codeName);
@@ -54,7 +57,7 @@ private:
     bool json_;
     Json::Value object_;
     std::string pending_;  // written, and not yet handed to the output
-    bool streams_ = false;
+    bool readerMayLeave_ = false;
     bool hasObject_ = true;
     enum class Array { kNone, kEmpty, kFilled } array_ = Array::kNone;
 };

@@ -1,15 +1,13 @@
 // stat: how many records of what stand where, and how full the messages are.
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
 #include <string>
+#include <utility>
 
-#include "Common/Handles.h"
 #include "Failure.h"
 #include "ReadStatus.h"
 #include "Verb.h"
 #include "libtarnmessage/MessageText.h"
 #include "reading/CountsText.h"
+#include "reading/PageFile.h"
 #include "reading/Printer.h"
 #include "reading/SetNames.h"
 
@@ -32,22 +30,6 @@ private:
     std::string folder_;
     Report& report_;
 };
-
-// Whole or not at all: the page gets its name when it is complete.
-void writePage(const std::string& path, const std::string& page) {
-    const std::string temporary = path + ".new";
-    UniqueFile file(std::fopen(temporary.c_str(), "we"));
-    const bool isWritten =
-        file && std::fwrite(page.data(), 1, page.size(), file.get()) == page.size() && std::fflush(file.get()) == 0;
-    const int error = errno;
-    if (!isWritten || std::rename(temporary.c_str(), path.c_str()) != 0) {
-        const int reason = isWritten ? errno : error;
-        if (file) {
-            static_cast<void>(std::remove(temporary.c_str()));  // the failure is told
-        }
-        throw Failure(ExitCode::kFailed, "write " + path, std::strerror(reason), "name a file in a folder of yours");
-    }
-}
 
 class Stat : public ReadingVerb {
 public:

@@ -60,6 +60,23 @@ TEST_F(DigestVerbTest, MissingFrameIsAWarning) {
     EXPECT_EQ(outcome.err, "tarn-policy: warning: /etc/tarn/copy/policydata: endmsg is missing\n");
 }
 
+TEST_F(DigestVerbTest, ReaderThatGoesAwayEndsItQuietly) {
+    putSet();
+    for (const std::string words : {"digest ", "digest --json ", "verify --copy ", "verify --copy --json ", "stat ",
+                                    "stat --json ", "query --class 1 ", "inspect "}) {
+        const Outcome outcome = unread(words + settest::kSet);
+        EXPECT_EQ(outcome.status, 0) << words;
+        EXPECT_EQ(outcome.err, "") << words;
+    }
+}
+
+TEST_F(DigestVerbTest, FullDiskUnderTheOutputIsTrouble) {
+    putSet();
+    const Outcome outcome = shell("\"$0\" digest " + std::string(settest::kSet) + " >/dev/full");
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.err, HasSubstr("cannot write to standard output: No space left on device"));
+}
+
 TEST_F(DigestVerbTest, NothingOnTheMachineIsTouched) {
     putSet();
     static_cast<void>(tool({"digest", settest::kSet}));

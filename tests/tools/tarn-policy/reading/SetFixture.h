@@ -62,6 +62,14 @@ protected:
     // A command line of the shell, in which tarn-policy is $0.
     static Outcome shell(const std::string& line) { return testprocess::run({"bash", "-c", line, TARN_POLICY}); }
 
+    // The tool with a pipe as standard output that nobody reads any more.
+    static Outcome unread(const std::string& words) {
+        return shell(
+            "mkfifo /etc/tarn/pipe && exec 4<>/etc/tarn/pipe 5>/etc/tarn/pipe 4<&- && rm /etc/tarn/pipe && "
+            "exec \"$0\" " +
+            words + " >&5");
+    }
+
     // The most memory that a run needed, in KiB. Its output goes nowhere.
     static long peakOfTool(std::vector<std::string> words) {
         words.insert(words.begin(), TARN_POLICY);

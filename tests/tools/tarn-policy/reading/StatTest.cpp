@@ -1,4 +1,6 @@
 // stat: counts of what stands in a set, as text, JSON and a page.
+#include <sys/stat.h>
+
 #include <map>
 
 #include "SetFixture.h"
@@ -76,7 +78,53 @@ TEST_F(StatTest, PageHasEverythingAndLoadsNothing) {
                             HasSubstr("<h2>Records by class</h2>"), HasSubstr("default-src 'none'")));
     EXPECT_THAT(page, AllOf(Not(HasSubstr("http:")), Not(HasSubstr("https:")), Not(HasSubstr("src=")),
                             Not(HasSubstr("href=")), Not(HasSubstr("@import"))));
-    EXPECT_FALSE(testfiles::exists(std::string(kPage) + ".new"));
+}
+
+TEST_F(StatTest, PageHasTheModeOfAnyNewFile) {
+    EXPECT_EQ(shell("umask 027; \"$0\" stat " + std::string(kSet) + " --html " + kPage).status, 0);
+    struct stat status {};
+    ASSERT_EQ(stat(kPage, &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0640U);
+}
+
+TEST_F(StatTest, PageTakesThePlaceOfAnOlderOneAndOfNothingElse) {
+    testfiles::write(kPage, "old");
+    EXPECT_EQ(tool({"stat", kSet, "--html", kPage}).status, 0);
+    EXPECT_THAT(testfiles::read(kPage), testing::StartsWith("<!DOCTYPE html>"));
+    const std::string link = std::string(kFolder) + "/link.html";
+    testfiles::link("/etc/tarn/copy/scene_info", link);
+    for (const std::string& path : {link, std::string(kSet), std::string("/dev/null")}) {
+        const Outcome outcome = tool({"stat", kSet, "--html", path});
+        EXPECT_EQ(outcome.status, 2) << path;
+        EXPECT_THAT(outcome.err, HasSubstr("cannot write " + path + ": something that is no regular file has this"));
+    }
+    EXPECT_EQ(testfiles::read("/etc/tarn/copy/scene_info"), "4075427327:net\n");
+}
+
+TEST_F(StatTest, PageIsNotWrittenThroughLinksBesideIt) {
+    testfiles::link("/etc/tarn/copy/scene_info", std::string(kPage) + ".new");
+    EXPECT_EQ(tool({"stat", kSet, "--html", kPage}).status, 0);
+    EXPECT_EQ(testfiles::read("/etc/tarn/copy/scene_info"), "4075427327:net\n");
+}
+
+// A file may not grow beyond 4 KiB here, as on a full disk.
+TEST_F(StatTest, PageThatCanNotBeFinishedLeavesNothing) {
+    const std::vector<std::string> before = testfiles::list(kFolder);
+    const Outcome outcome =
+        shell("trap '' XFSZ; ulimit -f 4; exec \"$0\" stat " + std::string(kSet) + " --html " + kPage);
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.err, HasSubstr("cannot write /etc/tarn/copy/page.html: File too large"));
+    EXPECT_EQ(testfiles::list(kFolder), before);
+}
+
+TEST_F(StatTest, PageInAFolderThatIsNotOursIsTrouble) {
+    ASSERT_EQ(chmod(kFolder, 0555), 0);
+    // Without its capabilities root is held by modes, too.
+    const Outcome outcome =
+        shell("exec setpriv --bounding-set=-all \"$0\" stat " + std::string(kSet) + " --html " + kPage);
+    ASSERT_EQ(chmod(kFolder, 0755), 0);
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.err, HasSubstr("cannot write /etc/tarn/copy/page.html: Permission denied"));
 }
 
 TEST_F(StatTest, NamesCanNotBreakThePage) {
