@@ -73,9 +73,13 @@ RuleSet::RuleSet(std::string path, const std::string& etcDirectory)
 void RuleSet::read(const tarnsort::SortLimits& limits) {
     sort_ = std::make_unique<tarnsort::ExternalSort>(limits);
     Collector collector(*this);
-    const tarnmessage::WalkOutcome outcome = tarnmessage::SetWalk(path_).run(collector);
+    tarnmessage::SetWalk walk(path_);
+    const tarnmessage::WalkOutcome outcome = walk.run(collector);
     if (!outcome.problem.empty()) {
         problems_.push_back(outcome.problem);
+        unreadable_ = true;
+    } else if (!(walk.functions() == announcements_.functions())) {
+        problems_.push_back(std::string(paths::kNamespaceName) + ": was changed while the set was being read");
         unreadable_ = true;
     }
     if (problems_.empty()) {

@@ -157,6 +157,20 @@ TEST(DigestTest, NamespaceWithoutANameIsAWarning) {
     EXPECT_NE(digestOf(rules), named);
 }
 
+TEST(DigestTest, NamespaceMessageThatChangesMeanwhileIsAProblem) {
+    testfiles::write("/etc/tarn/one/beginmsg", golden::message("begin"));
+    testfiles::write("/etc/tarn/one/namemsg", golden::message("namespace"));
+    testfiles::write("/etc/tarn/one/x", golden::message("policy-condition"));
+    testfiles::write("/etc/tarn/one/endmsg", golden::message("end"));
+    RuleSet rules("/etc/tarn/one", "");
+    std::string other = golden::message("namespace");
+    other.replace(other.find("netmod:log"), 10, "netmod:say");
+    testfiles::write("/etc/tarn/one/namemsg", other);
+    rules.read();
+    EXPECT_THAT(rules.problems(), ElementsAre("namemsg: was changed while the set was being read"));
+    EXPECT_TRUE(rules.unreadable());
+}
+
 TEST(DigestTest, SideFilesAreTakenFromTheGivenFolder) {
     putSet(model::RandomPolicy(10).policy(), 1);
     const std::string named = digest(kSet);

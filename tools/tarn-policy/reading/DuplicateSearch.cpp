@@ -4,7 +4,6 @@
 #include <cstring>
 #include <random>
 #include <string>
-#include <vector>
 
 namespace {
 
@@ -15,10 +14,12 @@ constexpr std::size_t kChecksumSize = 2 * sizeof(std::uint64_t);
 constexpr std::size_t kEntrySize = kChecksumSize + 3 * sizeof(std::uint32_t);
 using EntryBytes = std::array<char, kEntrySize>;
 
+// Both halves of a product of 128 bits: what a difference of two words becomes depends on the random state.
 std::uint64_t mixed(std::uint64_t state, std::uint64_t word) {
-    constexpr unsigned int kFold = 32;
-    state = (state ^ word) * kMultiplier;
-    return state ^ (state >> kFold);
+    __extension__ using Product = unsigned __int128;
+    constexpr unsigned int kHalf = 64;
+    const Product product = Product{state ^ word} * kMultiplier;
+    return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> kHalf);
 }
 
 // The most significant byte first, so that entries sort by checksum, then place.
@@ -51,38 +52,58 @@ DuplicateSearch::DuplicateSearch(std::size_t memory) : sort_({memory, tarnsort::
     }
 }
 
-void DuplicateSearch::add(std::string_view bytes, std::uint32_t file, std::uint32_t offset) {
-    const auto length = static_cast<std::uint32_t>(bytes.size());
-    std::uint64_t first = key_[0] ^ length;
-    std::uint64_t second = key_[1];
+DuplicateSearch::Checksum DuplicateSearch::checksumOf(std::string_view bytes) const {
+    Checksum checksum{key_[0] ^ bytes.size(), key_[1]};
     for (; !bytes.empty(); bytes.remove_prefix(std::min(bytes.size(), sizeof(std::uint64_t)))) {
         std::uint64_t word = 0;
         std::memcpy(&word, bytes.data(), std::min(bytes.size(), sizeof word));
-        first = mixed(first, word);
-        second = mixed(second, word ^ first);
+        checksum[0] = mixed(checksum[0], word);
+        checksum[1] = mixed(checksum[1], word ^ checksum[0]);
     }
+    return checksum;
+}
+
+void DuplicateSearch::add(std::string_view bytes, std::uint32_t file, std::uint32_t offset) {
+    const Checksum checksum = checksumOf(bytes);
     EntryBytes entry;
-    char* cursor = putNumber(putNumber(entry.data(), first), second);
-    static_cast<void>(putNumber(putNumber(putNumber(cursor, file), offset), length));
+    char* cursor = putNumber(putNumber(entry.data(), checksum[0]), checksum[1]);
+    static_cast<void>(putNumber(putNumber(putNumber(cursor, file), offset), static_cast<std::uint32_t>(bytes.size())));
     sort_.add({entry.data(), entry.size()});
 }
 
-void DuplicateSearch::finish(const Same& same, const Report& report) {
+// Every record of one checksum is held against the first of them, whose bytes are read once: whatever the files hold by
+// now, the work grows with the number of records alone.
+void DuplicateSearch::finish(const Read& read, const Report& report) {
     sort_.finish();
     std::string checksum;
-    std::vector<Place> different;  // with this checksum; more than one only where checksums meet by chance
+    Place first;
+    std::string firstBytes;
+    std::string bytes;
+    const auto readAt = [&](const Place& place, std::string& into) {
+        EntryBytes found;
+        if (!read(place, into) || into.size() != place.length) {
+            throw Changed{place};
+        }
+        const Checksum again = checksumOf(into);
+        static_cast<void>(putNumber(putNumber(found.data(), again[0]), again[1]));
+        if (std::string_view(found.data(), kChecksumSize) != checksum) {
+            throw Changed{place};
+        }
+    };
     for (std::string_view entry; sort_.next(entry);) {
+        const Place place = placeOf(entry);
         if (entry.substr(0, kChecksumSize) != checksum) {
             checksum = entry.substr(0, kChecksumSize);
-            different.clear();
+            first = place;
+            firstBytes.clear();
+            continue;
         }
-        const Place place = placeOf(entry);
-        const auto found =
-            std::find_if(different.begin(), different.end(), [&](const Place& known) { return same(known, place); });
-        if (found == different.end()) {
-            different.push_back(place);
-        } else {
-            report(*found, place);
+        if (firstBytes.empty()) {
+            readAt(first, firstBytes);
+        }
+        readAt(place, bytes);
+        if (bytes == firstBytes) {  // else checksums met by chance
+            report(first, place);
         }
     }
 }

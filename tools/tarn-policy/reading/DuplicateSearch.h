@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <string>
 #include <string_view>
 
 #include "libtarnsort/ExternalSort.h"
@@ -17,8 +18,8 @@ public:
         std::uint32_t offset = 0;
         std::uint32_t length = 0;
     };
-    // Whether the bytes at two places are the same; only asked where their checksums are.
-    using Same = std::function<bool(const Place&, const Place&)>;
+    // Puts the bytes at a place into a text. False where they can't be read any more.
+    using Read = std::function<bool(const Place&, std::string&)>;
     using Report = std::function<void(const Place& first, const Place& again)>;
 
     static constexpr std::size_t kMemory = std::size_t{256} << 20U;  // bytes
@@ -26,12 +27,19 @@ public:
 
     // 28 bytes are kept of each record.
     void add(std::string_view bytes, std::uint32_t file, std::uint32_t offset);
-    // Reports each record that equals one at an earlier place. Throws tarnsort::SortFailure where the disk refuses, as
-    // add() does.
-    void finish(const Same& same, const Report& report);
+    // What ends a search: other bytes at a place than were added.
+    struct Changed {
+        Place place;
+    };
+    // Reports each record that equals one at an earlier place; reads those alone whose checksums say so. Throws Changed, and
+    // tarnsort::SortFailure where the disk refuses, as add() does.
+    void finish(const Read& read, const Report& report);
 
 private:
-    std::array<std::uint64_t, 2> key_{};  // random: nobody can make records that all have one checksum
+    using Checksum = std::array<std::uint64_t, 2>;
+    Checksum checksumOf(std::string_view bytes) const;
+
+    Checksum key_{};  // random: nobody can make records that have one checksum
     tarnsort::ExternalSort sort_;
 };
 

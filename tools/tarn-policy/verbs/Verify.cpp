@@ -18,14 +18,11 @@
 
 namespace {
 
-// The bytes of one record, from its file. Nothing where it can't be read any more.
-std::string bytesAt(const std::string& path, const DuplicateSearch::Place& place) {
+// The bytes of one record, from its file. False where they can't be read any more.
+bool readAt(const std::string& path, const DuplicateSearch::Place& place, std::string& bytes) {
     const UniqueFd file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    std::string bytes(place.length, '\0');
-    if (!file.valid() || pread(file.get(), bytes.data(), bytes.size(), place.offset) != ssize_t{place.length}) {
-        bytes.clear();
-    }
-    return bytes;
+    bytes.resize(place.length);
+    return file.valid() && pread(file.get(), bytes.data(), bytes.size(), place.offset) == ssize_t{place.length};
 }
 
 // Collects the records of a walk.
@@ -76,7 +73,7 @@ protected:
                           "name a folder with a set, or a message file, that you may read");
         }
         check.finish();
-        const std::uint64_t duplicates = findsDuplicates_ ? findDuplicates(report) : 0;
+        const std::uint64_t duplicates = findsDuplicates_ ? findDuplicates(outcome, report) : 0;
         sumUp(outcome, check, duplicates, report);
         if (check.unreadable() != 0) {
             return ReadStatus::kTrouble;
@@ -93,34 +90,46 @@ private:
         }
     }
 
-    std::uint64_t findDuplicates(Report& report) const {
+    std::uint64_t findDuplicates(const tarnmessage::WalkOutcome& before, Report& report) const {
         try {
-            return searchAgain(report);
+            return searchAgain(before, report);
         } catch (const tarnsort::SortFailure& failure) {
             throw Failure(ExitCode::kFailed, failure.tried(), failure.reason(),
                           "make room in the folder for temporary files, or give --no-duplicates");
         }
     }
 
-    std::uint64_t searchAgain(Report& report) const {
+    Failure changed(const std::string& path) const {
+        return Failure(ExitCode::kFailed, "verify " + path_, path + " was changed while it was being read",
+                       "run this again when nobody writes there, or on a copy");
+    }
+
+    std::uint64_t searchAgain(const tarnmessage::WalkOutcome& before, Report& report) const {
         DuplicateSearch search;
         RecordCollector collector(search);
-        static_cast<void>(tarnmessage::SetWalk(path_).run(collector));
+        const tarnmessage::WalkOutcome outcome = tarnmessage::SetWalk(path_).run(collector);
+        if (!outcome.problem.empty() || outcome.files != before.files || outcome.unsound != before.unsound ||
+            outcome.records != before.records) {
+            throw changed(path_);
+        }
         const std::string folder = folderBefore(path_);
         const auto pathOf = [&](const DuplicateSearch::Place& place) { return folder + collector.names[place.file]; };
         std::uint64_t found = 0;
-        search.finish(
-            [&](const DuplicateSearch::Place& first, const DuplicateSearch::Place& again) {
-                const std::string bytes = bytesAt(pathOf(first), first);
-                return !bytes.empty() && bytes == bytesAt(pathOf(again), again);
-            },
-            [&](const DuplicateSearch::Place& first, const DuplicateSearch::Place& again) {
-                ++found;
-                tell({Weight::kNotice, "duplicate-record", pathOf(again), again.offset,
-                      "the same record stands in " + pathOf(first) + " at offset " + std::to_string(first.offset),
-                      "one of them", 0},
-                     report);
-            });
+        try {
+            search.finish(
+                [&](const DuplicateSearch::Place& place, std::string& bytes) {
+                    return readAt(pathOf(place), place, bytes);
+                },
+                [&](const DuplicateSearch::Place& first, const DuplicateSearch::Place& again) {
+                    ++found;
+                    tell({Weight::kNotice, "duplicate-record", pathOf(again), again.offset,
+                          "the same record stands in " + pathOf(first) + " at offset " + std::to_string(first.offset),
+                          "one of them", 0},
+                         report);
+                });
+        } catch (const DuplicateSearch::Changed& change) {
+            throw changed(pathOf(change.place));
+        }
         return found;
     }
 

@@ -23,7 +23,10 @@ std::vector<std::pair<std::uint32_t, std::uint32_t>> search(const std::vector<st
     }
     std::vector<std::pair<std::uint32_t, std::uint32_t>> found;
     duplicates.finish(
-        [&](const Place& first, const Place& again) { return records[first.file] == records[again.file]; },
+        [&](const Place& place, std::string& bytes) {
+            bytes = records[place.file];
+            return true;
+        },
         [&](const Place& first, const Place& again) {
             EXPECT_EQ(first.offset, 7U);
             EXPECT_EQ(again.length, records[again.file].size());
@@ -54,14 +57,63 @@ TEST(DuplicateSearch, RecordsThatDifferInAnyByteAreTwo) {
     EXPECT_THAT(search(records, kSmall), testing::IsEmpty());
 }
 
-TEST(DuplicateSearch, EqualChecksumsAloneAreNoDuplicates) {
+// What `read` gives the place that was changed; -1 where none was noticed. No more than a few places are looked at.
+namespace {
+int changedPlace(const DuplicateSearch::Read& read) {
     DuplicateSearch duplicates(kSmall);
-    duplicates.add("a", 0, 0);
-    duplicates.add("a", 1, 0);
-    duplicates.add("a", 2, 0);
+    for (std::uint32_t file = 0; file < 10000; ++file) {
+        duplicates.add("same", file, 7);
+    }
+    int reads = 0;
     int reports = 0;
-    duplicates.finish([](const Place&, const Place&) { return false; }, [&](const Place&, const Place&) { ++reports; });
-    EXPECT_EQ(reports, 0) << "the bytes decide";
+    try {
+        duplicates.finish(
+            [&](const Place& place, std::string& bytes) {
+                ++reads;
+                return read(place, bytes);
+            },
+            [&](const Place&, const Place&) { ++reports; });
+    } catch (const DuplicateSearch::Changed& changed) {
+        EXPECT_LE(reads, 4);
+        return static_cast<int>(changed.place.file);
+    }
+    EXPECT_EQ(reports, 9999);
+    EXPECT_EQ(reads, 10000) << "the first one is read once";
+    return -1;
+}
+}  // namespace
+
+TEST(DuplicateSearch, EveryRecordIsReadOnce) {
+    EXPECT_EQ(changedPlace([](const Place&, std::string& bytes) {
+                  bytes = "same";
+                  return true;
+              }),
+              -1);
+}
+
+TEST(DuplicateSearch, OtherBytesThanWereAddedEndIt) {
+    for (const char* other : {"othr", "longer", ""}) {
+        EXPECT_EQ(changedPlace([&](const Place& place, std::string& bytes) {
+                      bytes = place.file == 2 ? other : "same";
+                      return true;
+                  }),
+                  2)
+            << other;
+        EXPECT_EQ(changedPlace([&](const Place&, std::string& bytes) {
+                      bytes = other;
+                      return true;
+                  }),
+                  0)
+            << other;
+    }
+}
+
+TEST(DuplicateSearch, BytesThatCanNotBeReadAnyMoreEndIt) {
+    EXPECT_EQ(changedPlace([](const Place& place, std::string& bytes) {
+                  bytes = "same";
+                  return place.file != 3;
+              }),
+              3);
 }
 
 TEST(DuplicateSearch, FindsTheSameWithAndWithoutDisk) {
