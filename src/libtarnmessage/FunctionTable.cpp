@@ -13,38 +13,50 @@ void FunctionTable::add(const NamespaceView& block) {
 }
 
 void FunctionTable::add(std::uint32_t nameId, Namespace entry) {
-    const Namespace* known = find(nameId);
-    if (known == nullptr || known->functions.size() < entry.functions.size()) {
-        namespaces_[nameId] = std::move(entry);
+    Number& number = numbers_[nameId];
+    number.names.insert(std::move(entry.name));
+    for (std::size_t index = 0; index < entry.functions.size(); ++index) {
+        if (index == number.functions.size()) {
+            number.functions.emplace_back(std::move(entry.functions[index]));
+        } else if (number.functions[index] != entry.functions[index]) {
+            number.functions[index].reset();
+        }
     }
 }
 
 std::vector<std::uint32_t> FunctionTable::numbersOf(const std::string& name) const {
     std::vector<std::uint32_t> numbers;
-    for (const auto& [number, entry] : namespaces_) {
-        if (entry.name == name) {
+    for (const auto& [number, entry] : numbers_) {
+        if (entry.names.count(name) != 0) {
             numbers.push_back(number);
         }
     }
     return numbers;
 }
 
-const FunctionTable::Namespace* FunctionTable::find(std::uint32_t nameId) const {
-    const auto found = namespaces_.find(nameId);
-    return found == namespaces_.end() ? nullptr : &found->second;
+const FunctionTable::Number* FunctionTable::find(std::uint32_t nameId) const {
+    const auto found = numbers_.find(nameId);
+    return found == numbers_.end() ? nullptr : &found->second;
+}
+
+const std::set<std::string>& FunctionTable::names(std::uint32_t nameId) const {
+    static const std::set<std::string> kNone;
+    const Number* known = find(nameId);
+    return known == nullptr ? kNone : known->names;
 }
 
 const std::string* FunctionTable::findFunction(std::uint32_t nameId, std::uint32_t functionId) const {
-    const Namespace* entry = find(nameId);
-    if (entry == nullptr || functionId == 0 || functionId > entry->functions.size()) {
+    const Number* known = find(nameId);
+    if (known == nullptr || functionId == 0 || functionId > known->functions.size()) {
         return nullptr;
     }
-    return &entry->functions[functionId - 1];
+    const std::optional<std::string>& function = known->functions[functionId - 1];
+    return function ? &*function : nullptr;
 }
 
 std::uint32_t FunctionTable::functionCount(std::uint32_t nameId) const {
-    const Namespace* entry = find(nameId);
-    return entry == nullptr ? 0 : static_cast<std::uint32_t>(entry->functions.size());
+    const Number* known = find(nameId);
+    return known == nullptr ? 0 : static_cast<std::uint32_t>(known->functions.size());
 }
 
 }  // namespace tarnmessage

@@ -3,6 +3,8 @@
 #define TARN_MESSAGE_FUNCTION_TABLE_H
 
 #include <cstdint>
+#include <optional>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -18,12 +20,14 @@ public:
         std::vector<std::string> functions;  // "module:function"; function number 1 stands first
     };
 
-    // Two namespaces with one number can't be told apart in a record; the one with more functions stays.
+    // Namespaces with one number can't be told apart in a record: their names are all kept, and a function has a name where
+    // those that have its number agree.
     void add(const NamespaceView& block);
     void add(std::uint32_t nameId, Namespace entry);
 
-    // Null for a number that was not announced.
-    const Namespace* find(std::uint32_t nameId) const;
+    // Empty for a number that was not announced.
+    const std::set<std::string>& names(std::uint32_t nameId) const;
+    // Null for a number that was not announced, or for several functions.
     const std::string* findFunction(std::uint32_t nameId, std::uint32_t functionId) const;
 
     // The numbers under which a name was announced.
@@ -31,10 +35,21 @@ public:
 
     // The greatest function number of a namespace, 0 when it was not announced.
     std::uint32_t functionCount(std::uint32_t nameId) const;
-    bool empty() const { return namespaces_.empty(); }
+    bool empty() const { return numbers_.empty(); }
+
+    bool operator==(const FunctionTable& other) const { return numbers_ == other.numbers_; }
 
 private:
-    std::unordered_map<std::uint32_t, Namespace> namespaces_;
+    struct Number {
+        std::set<std::string> names;
+        std::vector<std::optional<std::string>> functions;  // none where the namespaces disagree
+
+        bool operator==(const Number& other) const { return names == other.names && functions == other.functions; }
+    };
+
+    const Number* find(std::uint32_t nameId) const;
+
+    std::unordered_map<std::uint32_t, Number> numbers_;
 };
 
 }  // namespace tarnmessage

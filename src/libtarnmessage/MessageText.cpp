@@ -116,8 +116,11 @@ private:
 };
 
 std::string namespaceName(std::uint32_t nameId, const FunctionTable& functions) {
-    const FunctionTable::Namespace* known = functions.find(nameId);
-    return known != nullptr ? escaped(known->name) + "(" + std::to_string(nameId) + ")" : std::to_string(nameId);
+    std::string text;
+    for (const std::string& name : functions.names(nameId)) {
+        text += (text.empty() ? "" : " or ") + escaped(name);
+    }
+    return text.empty() ? std::to_string(nameId) : text + "(" + std::to_string(nameId) + ")";
 }
 
 void appendField(std::string& text, const char* name, const std::string& value, const char* after) {

@@ -1,7 +1,8 @@
 #include "libtarnnames/NameBook.h"
 
-#include <algorithm>
 #include <cstring>
+#include <set>
+#include <utility>
 
 #include "Common/Common.h"
 
@@ -29,11 +30,22 @@ void readSideFile(std::string& path, std::vector<std::string>& problems, Take ta
     }
 }
 
-void addOnce(std::vector<std::string>& names, const std::string& name) {
-    if (std::find(names.begin(), names.end(), name) == names.end()) {
-        names.push_back(name);
+// Keeps the order, without those that are there already.
+class NameList {
+public:
+    template <typename Names>
+    void add(const Names& more) {
+        for (const std::string& name : more) {
+            if (seen_.insert(name).second) {
+                names.push_back(name);
+            }
+        }
     }
-}
+    std::vector<std::string> names;
+
+private:
+    std::set<std::string> seen_;
+};
 
 }  // namespace
 
@@ -55,17 +67,13 @@ void NameBook::readSideFiles(const std::string& path, const std::string& etcDire
 }
 
 std::vector<std::string> NameBook::namespaceNames(std::uint32_t number) const {
-    std::vector<std::string> names;
-    for (const FunctionTable* table : {announced_, &functions_}) {
-        const FunctionTable::Namespace* known = table == nullptr ? nullptr : table->find(number);
-        if (known != nullptr) {
-            addOnce(names, known->name);
-        }
+    NameList list;
+    if (announced_ != nullptr) {
+        list.add(announced_->names(number));
     }
-    for (const std::string& name : scenes_.names(number)) {
-        addOnce(names, name);
-    }
-    return names;
+    list.add(functions_.names(number));
+    list.add(scenes_.names(number));
+    return std::move(list.names);
 }
 
 std::vector<std::uint32_t> NameBook::namespaceNumbers(const std::string& name) const {
@@ -83,7 +91,7 @@ std::vector<std::uint32_t> NameBook::namespaceNumbers(const std::string& name) c
 }
 
 const FunctionTable& NameBook::functionsOf(std::uint32_t nameId) const {
-    return announced_ != nullptr && announced_->find(nameId) != nullptr ? *announced_ : functions_;
+    return announced_ != nullptr && !announced_->names(nameId).empty() ? *announced_ : functions_;
 }
 
 std::vector<FileNameReading> NameBook::readings(const std::string& fileName, std::uint32_t nameId) const {

@@ -8,9 +8,9 @@
 namespace tarnrules {
 
 std::vector<std::string> RuleNames::namesOf(std::uint32_t number) const {
-    const tarnmessage::FunctionTable::Namespace* known = announced_->find(number);
-    if (known != nullptr) {
-        return {known->name};
+    const std::set<std::string>& announced = announced_->names(number);
+    if (!announced.empty()) {
+        return {announced.begin(), announced.end()};
     }
     std::vector<std::string> names = book_->namespaceNames(number);
     if (names.empty() && other_ != nullptr) {

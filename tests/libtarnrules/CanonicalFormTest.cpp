@@ -13,6 +13,7 @@ namespace {
 
 using namespace ruletools;
 using testing::ElementsAre;
+using testing::ElementsAreArray;
 using testing::IsEmpty;
 using testing::Pair;
 
@@ -79,6 +80,23 @@ TEST(CanonicalFormTest, NumberOfANamespaceDoesNotMatterWhereItsNameIsKnown) {
     EXPECT_EQ(other.forms, *usual.of(golden::message("policy-actions")));
 }
 
+TEST(CanonicalFormTest, NamespacesThatShareANumberAllStandInIt) {
+    tarnmessage::FunctionTable announced;
+    announced.add(7, {"twin", {"m:f", "m:log"}});
+    announced.add(7, {"net", {"m:g", "m:log"}});
+    tarnnames::NameBook book;
+    book.attach(&announced);
+    Forms forms;
+    forms.names = tarnrules::RuleNames(book, announced);
+    tarnmessage::ReadContext context;
+    ASSERT_FALSE(
+        tarnmessage::parseMessage(withWord(golden::message("policy-actions"), kNameNumber, 7), context, forms));
+    EXPECT_EQ(forms.forms.front().substr(56, 19),
+              golden::bytesOf("00 00 00 02  00 00 00 03 6e 65 74  00 00 00 04 74 77 69 6e"));
+    EXPECT_THAT(forms.names.namelessFunctions(), ElementsAre(Pair(7, 1)));
+    EXPECT_THAT(tarnrules::RebuiltRecord(forms.forms.front()).namespaceNames(), ElementsAre("net", "twin"));
+}
+
 TEST(CanonicalFormTest, NumbersWithoutNamesStandAsTheyAre) {
     Forms forms;
     tarnmessage::ReadContext context;
@@ -134,12 +152,12 @@ TEST(RebuiltRecordTest, SaysWhatTheRecordSaid) {
             std::string form;
             ASSERT_TRUE(tarnrules::writeForm(form, record, names));
             const tarnrules::RebuiltRecord rebuilt(form);
-            if (functions_.find(record.nameId()) == nullptr) {
+            if (functions_.names(record.nameId()).empty()) {
                 EXPECT_THAT(rebuilt.namespaceNames(), IsEmpty());
                 EXPECT_EQ(rebuilt.view().nameId(), record.nameId());
                 return;
             }
-            EXPECT_THAT(rebuilt.namespaceNames(), ElementsAre(functions_.find(record.nameId())->name));
+            EXPECT_THAT(rebuilt.namespaceNames(), ElementsAreArray(functions_.names(record.nameId())));
             const std::string whole = recordLine(record, functions_);
             const std::string again = recordLine(rebuilt.view(), rebuilt.functions());
             EXPECT_EQ(again.substr(again.find(" type=")), whole.substr(whole.find(" type=")));

@@ -66,15 +66,38 @@ void SetCheck::onHeader(const kernelmsg::MessageHeader& header) {
 
 void SetCheck::onNamespace(const tarnmessage::NamespaceView& block) {
     const std::string name(block.name);
-    if (!announced_.try_emplace(name, block.offset).second) {
-        notice("same-name", block.offset, "namespace " + quoted(name) + " was announced before", "one block");
+    const auto [before, isNew] = announced_.try_emplace(name, block.offset);
+    if (!isNew) {
+        notice("same-name", block.offset,
+               "namespace " + quoted(name) + " was announced before, at offset " + std::to_string(before->second),
+               "one block");
     }
-    const std::vector<std::string> names = book_.namespaceNames(block.node.nameId);
+    checkNameNumber(block, name);
+    checkPin(block, name);
+    checkFunctions(block);
+}
+
+// Each further name is held against the first one alone: a message may hold very many.
+void SetCheck::checkNameNumber(const tarnmessage::NamespaceView& block, const std::string& name) {
+    const std::uint32_t number = block.node.nameId;
+    const auto [first, isNew] = numbers_.try_emplace(number, FirstBlock{name, block.offset});
+    if (!isNew) {
+        if (first->second.name != name) {
+            notice("same-number", block.offset,
+                   "namespace " + quoted(name) + " has the number " + std::to_string(number) + " of " +
+                       quoted(first->second.name) + ", announced at offset " + std::to_string(first->second.offset),
+                   "a number of its own");
+        }
+        return;
+    }
+    const std::vector<std::string> names = book_.namespaceNames(number);
     if (names.size() > 1) {
         notice("same-number", block.offset,
-               "number " + std::to_string(block.node.nameId) + " belongs to " + tarnnames::oneOf(names, ""),
-               "one name");
+               "number " + std::to_string(number) + " belongs to " + tarnnames::oneOf(names, ""), "one name");
     }
+}
+
+void SetCheck::checkPin(const tarnmessage::NamespaceView& block, const std::string& name) {
     const auto pinned = book_.scenes().numbers().find(name);
     const bool isPinned = pinned != book_.scenes().numbers().end();
     const std::uint32_t expected = isPinned ? pinned->second : stringToId(name.c_str());
@@ -83,7 +106,6 @@ void SetCheck::onNamespace(const tarnmessage::NamespaceView& block) {
                "namespace " + quoted(name) + " has the number " + std::to_string(block.node.nameId),
                std::to_string(expected) + (isPinned ? ", as scene_info says" : ", its checksum"));
     }
-    checkFunctions(block);
 }
 
 void SetCheck::checkFunctions(const tarnmessage::NamespaceView& block) {

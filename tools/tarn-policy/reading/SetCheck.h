@@ -54,6 +54,8 @@ private:
     void checkNamespaceOf(const tarnmessage::PolicyRecordView& record);
     void checkClassOf(const tarnmessage::PolicyRecordView& record);
     void checkVariables(const tarnmessage::PolicyRecordView& record);
+    void checkNameNumber(const tarnmessage::NamespaceView& block, const std::string& name);
+    void checkPin(const tarnmessage::NamespaceView& block, const std::string& name);
     void checkFunctions(const tarnmessage::NamespaceView& block);
     void addProblem(const tarnmessage::FileReport& file);
     void checkSeries(const tarnmessage::FileReport& file);
@@ -75,7 +77,12 @@ private:
     std::set<Numbers> seen_;                        // in this file
     std::uint32_t firstNameId_ = 0;                 // of this file
     std::vector<std::string> prefixes_;             // of the variables of the last namespace: "net:"
-    std::map<std::string, std::size_t> announced_;  // namespaces, with their offsets
+    std::map<std::string, std::size_t> announced_;  // namespaces, with the offsets of their first blocks
+    struct FirstBlock {
+        std::string name;
+        std::size_t offset = 0;
+    };
+    std::map<std::uint32_t, FirstBlock> numbers_;  // of the namespaces
 
     bool hasNamespaceMessage_ = false;
     std::uint64_t policies_ = 0;  // messages

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "SetFixture.h"
+#include "support/Model.h"
 
 namespace {
 
@@ -79,6 +80,25 @@ TEST_F(InspectTest, AmbiguousGroupIsShownAsSuch) {
     ASSERT_EQ(record["groups"].size(), 2U);
     EXPECT_EQ(record["groups"][0].asString(), "1_net_g");
     EXPECT_EQ(record["groups"][1].asString(), "g");
+}
+
+// The two names have one checksum.
+TEST_F(InspectTest, NamespacesThatShareANumberAreAllShown) {
+    putSet();
+    testfiles::write(at("namemsg"),
+                     model::namespaceMessage({}, {{"plumless", {"m:f", "m:same"}}, {"buckeroo", {"m:g", "m:same"}}}));
+    testfiles::write(at("base_1_net_g_0"), withWord(golden::message("policy-actions"), 96, 1306201125));
+    EXPECT_THAT(tool({"inspect", at("base_1_net_g_0")}).out,
+                AllOf(HasSubstr("  namespace    1306201125 (buckeroo or plumless)\n"),
+                      HasSubstr("  actions      m:same(\"denied\", 2), function#1()\n")));
+    const Json::Value record =
+        parse(tool({"inspect", "--json", at("base_1_net_g_0")}).out)["messages"][0]["records"][0];
+    ASSERT_EQ(record["namespaceNames"].size(), 2U);
+    EXPECT_EQ(record["namespaceNames"][0].asString(), "buckeroo");
+    EXPECT_EQ(record["namespaceNames"][1].asString(), "plumless");
+    EXPECT_EQ(record["actions"][0]["functionName"].asString(), "m:same");
+    EXPECT_EQ(record["actions"][1]["function"].asInt(), 1);
+    EXPECT_FALSE(record["actions"][1].isMember("functionName"));
 }
 
 TEST_F(InspectTest, JsonIsOneObjectWithEveryRecord) {

@@ -1,5 +1,6 @@
 // query: the records that have all that is asked for.
 #include "SetFixture.h"
+#include "support/Model.h"
 
 namespace {
 
@@ -32,6 +33,17 @@ protected:
 
 TEST_F(QueryTest, WithoutAQuestionEveryRecordIsFound) {
     EXPECT_EQ(found({}).size(), 6U);
+}
+
+// The two names have one checksum.
+TEST_F(QueryTest, RecordsOfASharedNumberAreFoundUnderEachName) {
+    testfiles::write(at("namemsg"), model::namespaceMessage({}, {{"plumless", {"m:f", "m:g"}}, {"buckeroo", {"m:g"}}}));
+    testfiles::write(at("base_1_net_g_0"), withWord(golden::message("policy-actions"), 96, 1306201125));
+    for (const char* name : {"plumless", "buckeroo"}) {
+        const Outcome outcome = tool({"query", at("base_1_net_g_0"), "--namespace", name});
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_THAT(outcome.out, HasSubstr("  namespace    1306201125 (buckeroo or plumless)\n"));
+    }
 }
 
 TEST_F(QueryTest, SubjectsAndObjectsAreFoundByNameAndIdentifier) {
