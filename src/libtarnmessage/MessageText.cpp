@@ -115,6 +115,16 @@ private:
     std::vector<Operator> open_;
 };
 
+// Says how many nodes are missing behind a text that was cut.
+void endNodes(std::string& text, std::uint64_t left, std::uint64_t* omitted) {
+    if (left != 0) {
+        text += " ... (" + std::to_string(left) + " more)";
+    }
+    if (omitted != nullptr) {
+        *omitted = left;
+    }
+}
+
 std::string namespaceName(std::uint32_t nameId, const FunctionTable& functions) {
     std::string text;
     for (const std::string& name : functions.names(nameId)) {
@@ -162,21 +172,25 @@ std::string identifierText(const TARN_ID& identifier) {
     return hexWord(identifier.uiWord[0]) + ":" + hexWord(identifier.uiWord[1]) + ":" + hexWord(identifier.uiWord[2]);
 }
 
-std::string conditionPrefixText(const PolicyRecordView& record, const FunctionTable& functions) {
+std::string conditionPrefixText(const PolicyRecordView& record, const FunctionTable& functions,
+                                std::uint64_t* omitted) {
     std::string text;
+    std::uint64_t left = record.node.exprCount;
     ExprCursor nodes = record.condition();
-    for (ExprView node; nodes.next(node);) {
+    for (ExprView node; text.size() < kMostExpressionText && nodes.next(node); --left) {
         text += text.empty() ? "" : " ";
         appendNode(text, node, record.nameId(), functions);
     }
+    endNodes(text, left, omitted);
     return text;
 }
 
-std::string conditionInfixText(const PolicyRecordView& record, const FunctionTable& functions) {
+std::string conditionInfixText(const PolicyRecordView& record, const FunctionTable& functions, std::uint64_t* omitted) {
     std::string text;
     InfixWriter writer(text);
+    std::uint64_t left = record.node.exprCount;
     ExprCursor nodes = record.condition();
-    for (ExprView node; nodes.next(node);) {
+    for (ExprView node; text.size() < kMostExpressionText && nodes.next(node); --left) {
         std::string own;
         appendNode(own, node, record.nameId(), functions);
         if (node.record.type == kernelmsg::kExprNot) {
@@ -187,16 +201,19 @@ std::string conditionInfixText(const PolicyRecordView& record, const FunctionTab
             writer.operand(own);
         }
     }
+    endNodes(text, left, omitted);
     return text;
 }
 
-std::string actionsText(const PolicyRecordView& record, const FunctionTable& functions) {
+std::string actionsText(const PolicyRecordView& record, const FunctionTable& functions, std::uint64_t* omitted) {
     std::string text;
+    std::uint64_t left = record.node.actionCount;
     ExprCursor actions = record.actions();
-    for (ExprView action; actions.next(action);) {
+    for (ExprView action; text.size() < kMostExpressionText && actions.next(action); --left) {
         text += text.empty() ? "" : ", ";
         appendNode(text, action, record.nameId(), functions);
     }
+    endNodes(text, left, omitted);
     return text;
 }
 

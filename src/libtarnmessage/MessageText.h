@@ -2,6 +2,8 @@
 #ifndef TARN_MESSAGE_TEXT_H
 #define TARN_MESSAGE_TEXT_H
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -21,15 +23,24 @@ std::string escaped(std::string_view bytes);
 // Three words in hexadecimal, joined by ":".
 std::string identifierText(const TARN_ID& identifier);
 
+// What is written of one condition, or of the actions of one record, ends behind the node that takes it to so many bytes. A
+// name that the namespace message holds once may be called by each of tens of thousands of nodes: written out, one record
+// would be longer than any memory. Records that the compiler writes for names of up to a hundred bytes are never cut.
+inline constexpr std::size_t kMostExpressionText = std::size_t{4} << 20U;
+
 // A record's condition. Operators and operands that have no name of their own are op and operand with their code, the
 // value of a dynamic variable stands in brackets. Function numbers become names where the table knows them, else
-// "function#3". Empty text for a record without a condition.
+// "function#3". Empty text for a record without a condition. A text that is cut ends with " ... (17 more)", the number of
+// nodes that are left out, which also goes to `omitted` where that is given (0 for a whole text).
 //   prefix:  op2 netmod:check(7, "ab") not net:usb_block[1]
 //   infix:   (netmod:check(7, "ab") op2 not net:usb_block[1])
-std::string conditionPrefixText(const PolicyRecordView& record, const FunctionTable& functions);
-std::string conditionInfixText(const PolicyRecordView& record, const FunctionTable& functions);
+std::string conditionPrefixText(const PolicyRecordView& record, const FunctionTable& functions,
+                                std::uint64_t* omitted = nullptr);
+std::string conditionInfixText(const PolicyRecordView& record, const FunctionTable& functions,
+                               std::uint64_t* omitted = nullptr);
 // "netmod:log("denied"), netmod:count()"
-std::string actionsText(const PolicyRecordView& record, const FunctionTable& functions);
+std::string actionsText(const PolicyRecordView& record, const FunctionTable& functions,
+                        std::uint64_t* omitted = nullptr);
 
 // The record in one line, every field by its name, the condition in prefix order: equal records give equal lines. A
 // line has no line feed of its own.

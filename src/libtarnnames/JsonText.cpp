@@ -118,6 +118,19 @@ void appendJsonHex(std::string& json, std::uint64_t value) {
     json += '"';
 }
 
+void appendJsonOmitted(std::string& json, std::initializer_list<std::pair<const char*, std::uint64_t>> counts) {
+    constexpr char kStart[] = ",\"truncated\":true,\"omitted\":{\"";
+    bool isOpen = false;
+    for (const auto& [name, count] : counts) {
+        if (count != 0) {
+            json.append(isOpen ? ",\"" : kStart).append(name).append("\":");
+            appendJsonNumber(json, count);
+            isOpen = true;
+        }
+    }
+    json += isOpen ? "}" : "";
+}
+
 void appendJsonArray(std::string& json, const std::vector<std::string>& texts) {
     json += '[';
     const char* separator = "";

@@ -3,8 +3,10 @@
 #define TARN_NAMES_JSON_TEXT_H
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace tarnnames {
@@ -22,6 +24,9 @@ void appendJsonNumber(std::string& json, std::uint64_t value);
 void appendJsonSigned(std::string& json, std::int64_t value);
 // "0x1f"
 void appendJsonHex(std::string& json, std::uint64_t value);
+
+// ,"truncated":true,"omitted":{"name":3,...} with the counts that are not 0; nothing where all are.
+void appendJsonOmitted(std::string& json, std::initializer_list<std::pair<const char*, std::uint64_t>> counts);
 
 // ["a","b"]
 void appendJsonArray(std::string& json, const std::vector<std::string>& texts);

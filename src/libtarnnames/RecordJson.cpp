@@ -81,25 +81,37 @@ void appendNode(std::string& json, const ExprView& node, std::uint32_t nameId, c
     json += '}';
 }
 
-void appendNodes(std::string& json, const char* name, ExprCursor nodes, std::uint32_t nameId,
-                 const FunctionTable& functions) {
+// As far as the bound of texts allows; gives the number of nodes that are left out.
+std::uint64_t appendNodes(std::string& json, const char* name, ExprCursor nodes, std::uint64_t count,
+                          std::uint32_t nameId, const FunctionTable& functions) {
     json.append("\"").append(name).append("\":[");
+    const std::size_t most = json.size() + tarnmessage::kMostExpressionText;
     const char* separator = "";
-    for (ExprView node; nodes.next(node);) {
+    for (ExprView node; json.size() < most && nodes.next(node); --count) {
         json += separator;
         appendNode(json, node, nameId, functions);
         separator = ",";
     }
     json += ']';
+    return count;
 }
 
-void appendCondition(std::string& json, const tarnmessage::PolicyRecordView& record, const FunctionTable& functions) {
+// What was left out of a record.
+struct Omitted {
+    std::uint64_t infix = 0;
+    std::uint64_t prefix = 0;
+    std::uint64_t nodes = 0;
+    std::uint64_t actions = 0;
+};
+
+void appendCondition(std::string& json, const tarnmessage::PolicyRecordView& record, const FunctionTable& functions,
+                     Omitted& omitted) {
     json += ",\"condition\":{\"infix\":";
-    appendJsonString(json, conditionInfixText(record, functions));
+    appendJsonString(json, conditionInfixText(record, functions, &omitted.infix));
     json += ",\"prefix\":";
-    appendJsonString(json, conditionPrefixText(record, functions));
+    appendJsonString(json, conditionPrefixText(record, functions, &omitted.prefix));
     json += ',';
-    appendNodes(json, "nodes", record.condition(), record.nameId(), functions);
+    omitted.nodes = appendNodes(json, "nodes", record.condition(), record.node.exprCount, record.nameId(), functions);
     json += '}';
 }
 
@@ -135,13 +147,17 @@ void appendRecordJson(std::string& json, const tarnmessage::PolicyRecordView& re
         return;
     }
     const FunctionTable& functions = book.functionsOf(record.nameId());
+    Omitted omitted;
     if (node.exprCount != 0) {
-        appendCondition(json, record, functions);
+        appendCondition(json, record, functions, omitted);
     }
     if (node.actionCount != 0) {
         json += ',';
-        appendNodes(json, "actions", record.actions(), record.nameId(), functions);
+        omitted.actions = appendNodes(json, "actions", record.actions(), node.actionCount, record.nameId(), functions);
     }
+    appendJsonOmitted(
+        json,
+        {{"infix", omitted.infix}, {"prefix", omitted.prefix}, {"nodes", omitted.nodes}, {"actions", omitted.actions}});
 }
 
 void appendNamespaceJson(std::string& json, const tarnmessage::NamespaceView& block) {

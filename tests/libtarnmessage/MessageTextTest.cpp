@@ -4,7 +4,9 @@
 
 #include "MessageTools.h"
 #include "support/AnswerTable.h"
+#include "support/LongRecord.h"
 
+using testing::EndsWith;
 using testing::HasSubstr;
 
 namespace {
@@ -30,6 +32,33 @@ std::string textOf(const std::string& bytes) {
     EXPECT_FALSE(messagetools::readMessage(bytes, texts));
     return texts.text;
 }
+
+// The three texts of a record that calls functions with long names, each with the number of nodes that it leaves out.
+class LongTexts : public tarnmessage::MessageVisitor {
+public:
+    explicit LongTexts(std::size_t nameBytes) {
+        EXPECT_FALSE(tarnmessage::parseMessage(longrecord::namespaceMessage(nameBytes), {}, *this));
+        EXPECT_FALSE(tarnmessage::parseMessage(longrecord::policyMessage(), {}, *this));
+    }
+    void onNamespace(const tarnmessage::NamespaceView& block) override { functions_.add(block); }
+    void onPolicy(const tarnmessage::PolicyRecordView& record) override {
+        infix = conditionInfixText(record, functions_, &infixOmitted);
+        prefix = conditionPrefixText(record, functions_, &prefixOmitted);
+        actions = actionsText(record, functions_, &actionsOmitted);
+        line = recordLine(record, functions_);
+    }
+
+    std::string infix;
+    std::string prefix;
+    std::string actions;
+    std::string line;
+    std::uint64_t infixOmitted = 1;
+    std::uint64_t prefixOmitted = 1;
+    std::uint64_t actionsOmitted = 1;
+
+private:
+    tarnmessage::FunctionTable functions_;
+};
 
 std::string lineOf(const std::string& bytes) {
     const tarnmessage::FunctionTable nothingAnnounced;
@@ -100,4 +129,27 @@ TEST(MessageText, ParametersOfANodeThatIsNoCallAreShown) {
     std::string message = golden::message("policy-condition");
     message = answertable::buildMessage({"policy-condition", "word 140 = 13", "word 148 = 0"});
     EXPECT_THAT(lineOf(message), HasSubstr("op2 operand13(7, \"ab\") not"));
+}
+
+TEST(MessageText, TextsEndBehindTheNodeThatIsTooMuch) {
+    const LongTexts texts(longrecord::kNameBytes);
+    constexpr std::size_t kWhole = 70;  // names, of 60,000 bytes and a little, in 4 MiB
+    EXPECT_EQ(texts.actionsOmitted, longrecord::kActions - kWhole);
+    EXPECT_EQ(texts.prefixOmitted, 2 * longrecord::kPairs + 1 - 2 * kWhole);
+    EXPECT_EQ(texts.infixOmitted, 2 * longrecord::kPairs + 1 - 2 * kWhole);
+    EXPECT_THAT(texts.actions, EndsWith("ff() ... (" + std::to_string(texts.actionsOmitted) + " more)"));
+    EXPECT_THAT(texts.prefix, EndsWith("ff() ... (" + std::to_string(texts.prefixOmitted) + " more)"));
+    EXPECT_THAT(texts.infix, EndsWith("ff() op2  ... (" + std::to_string(texts.infixOmitted) + " more)"));
+    for (const std::string* text : {&texts.infix, &texts.prefix, &texts.actions}) {
+        EXPECT_LT(text->size(), tarnmessage::kMostExpressionText + longrecord::kNameBytes + 100);
+    }
+    EXPECT_LT(texts.line.size(), 2 * (tarnmessage::kMostExpressionText + longrecord::kNameBytes + 100) + 1000);
+}
+
+TEST(MessageText, LargestRecordWithNamesOfACommonLengthIsWhole) {
+    const LongTexts texts(100);
+    EXPECT_EQ(texts.infixOmitted + texts.prefixOmitted + texts.actionsOmitted, 0U);
+    for (const std::string* text : {&texts.infix, &texts.prefix, &texts.actions, &texts.line}) {
+        EXPECT_EQ(text->find("more)"), std::string::npos);
+    }
 }

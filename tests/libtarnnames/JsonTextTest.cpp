@@ -94,3 +94,11 @@ TEST(JsonText, ArraysHaveTheirElements) {
     appendJsonArray(json, {"a", "b\""});
     EXPECT_EQ(json, "[][\"a\",\"b\\\"\"]");
 }
+
+TEST(JsonText, OnlyCountsThatAreNotZeroAreOmissions) {
+    std::string json;
+    appendJsonOmitted(json, {{"a", 0}, {"b", 0}});
+    EXPECT_EQ(json, "");
+    appendJsonOmitted(json, {{"a", 0}, {"b", 2}, {"c", 3}});
+    EXPECT_EQ(json, ",\"truncated\":true,\"omitted\":{\"b\":2,\"c\":3}");
+}

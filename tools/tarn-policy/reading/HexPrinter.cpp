@@ -64,6 +64,7 @@ public:
     }
     void onPolicy(const tarnmessage::PolicyRecordView& record) override {
         nameId_ = record.nameId();
+        functionNames_ = 0;
         words_ = &wordsOf(record);
         showPolicy(record, number_++, *this);
         words_ = nullptr;
@@ -93,6 +94,7 @@ protected:
 
 private:
     void onPart(const char* name, std::size_t number) override {
+        finish();  // a record can be long: its text need not be kept
         const bool isCounted = std::string_view(name) != "header" && std::string_view(name) != "end";
         text_ += std::string("\n# ") + name + (isCounted ? " " + std::to_string(number) : "") + "\n";
     }
@@ -116,12 +118,26 @@ private:
         }
     }
 
-    std::string namesOf(const Field& field) const {
+    std::string namesOf(const Field& field) {
         const std::string names = plainNamesOf(field);
         return names.empty() ? "" : " (" + names + ")";
     }
 
-    std::string plainNamesOf(const Field& field) const {
+    // Bounded for each record, as the texts of its condition and its actions are.
+    std::string functionName(std::uint32_t number) {
+        const std::string* name = book().functionsOf(nameId_).findFunction(nameId_, number);
+        if (name == nullptr) {
+            return "";
+        }
+        if (functionNames_ >= tarnmessage::kMostExpressionText) {
+            return "name left out";
+        }
+        std::string text = tarnmessage::escaped(*name);
+        functionNames_ += text.size();
+        return text;
+    }
+
+    std::string plainNamesOf(const Field& field) {
         switch (field.meaning) {
             case FieldMeaning::kMessageType:
                 return tarnmessage::messageTypeText(static_cast<std::uint32_t>(field.value));
@@ -135,11 +151,8 @@ private:
                 return words_ == nullptr ? "" : oneOf(words_->permissions, "");
             case FieldMeaning::kNodeType:
                 return nodeTypeText(field.value);
-            case FieldMeaning::kFunctionNumber: {
-                const std::string* name =
-                    book().functionsOf(nameId_).findFunction(nameId_, static_cast<std::uint32_t>(field.value));
-                return name == nullptr ? "" : tarnmessage::escaped(*name);
-            }
+            case FieldMeaning::kFunctionNumber:
+                return functionName(static_cast<std::uint32_t>(field.value));
             default:
                 return "";
         }
@@ -154,6 +167,7 @@ private:
     std::size_t number_ = 0;
     std::size_t shown_ = 0;  // bytes of the message
     std::uint32_t nameId_ = 0;
+    std::size_t functionNames_ = 0;  // bytes of them that were shown for this record
     const tarnnames::RecordWords* words_ = nullptr;
 };
 

@@ -109,7 +109,10 @@ std::string contentJson(const RebuiltRecord& rule) {
     appendNumber(json, "attrB", node.attrB);
     appendName(json, "ext");
     json += "[" + furtherWords(rule) + "]";
-    appendText(json, "condition", conditionInfixText(rule.view(), rule.functions()));
-    appendText(json, "actions", actionsText(rule.view(), rule.functions()));
+    std::uint64_t conditionLeft = 0;
+    std::uint64_t actionsLeft = 0;
+    appendText(json, "condition", conditionInfixText(rule.view(), rule.functions(), &conditionLeft));
+    appendText(json, "actions", actionsText(rule.view(), rule.functions(), &actionsLeft));
+    tarnnames::appendJsonOmitted(json, {{"condition", conditionLeft}, {"actions", actionsLeft}});
     return json;
 }

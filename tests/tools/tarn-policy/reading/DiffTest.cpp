@@ -2,6 +2,7 @@
 #include <filesystem>
 
 #include "SetFixture.h"
+#include "libtarnmessage/MessageText.h"
 
 namespace {
 
@@ -129,6 +130,24 @@ TEST_F(DiffTest, JsonHasEveryDifference) {
     EXPECT_EQ(added["object"][0].asString(), "0xffffffffffffffff");
     EXPECT_TRUE(added.isMember("new"));
     EXPECT_FALSE(added.isMember("old"));
+    EXPECT_FALSE(added["new"].isMember("truncated"));
+}
+
+TEST_F(DiffTest, LongRuleIsCutAndSaysSo) {
+    constexpr std::uint32_t kPairs = 20000;
+    constexpr std::size_t kName = 600;
+    testfiles::write(at("namemsg"), longrecord::namespaceMessage(kName));
+    putOnly(kOld, golden::message("policy-plain"));
+    putOnly(kSet, longrecord::policyMessage(kPairs, 0));
+    const Outcome outcome = tool({"diff", kOld, kSet});
+    EXPECT_EQ(outcome.status, 1) << outcome.err;
+    EXPECT_LT(outcome.out.size(), tarnmessage::kMostExpressionText + 2 * kName + 1000);
+    EXPECT_THAT(outcome.out, testing::ContainsRegex("op2  \\.\\.\\. \\([0-9]+ more\\)} actions={}\n"));
+    const Json::Value rule = parse(tool({"diff", "--json", kOld, kSet}).out)["differences"][0]["new"];
+    EXPECT_LT(rule["condition"].asString().size(), tarnmessage::kMostExpressionText + 2 * kName);
+    EXPECT_TRUE(rule["truncated"].asBool());
+    EXPECT_GT(rule["omitted"]["condition"].asUInt(), kPairs);
+    EXPECT_FALSE(rule["omitted"].isMember("actions"));
 }
 
 TEST_F(DiffTest, BriefGivesTheCountsAlone) {

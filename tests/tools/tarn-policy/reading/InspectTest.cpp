@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "SetFixture.h"
+#include "libtarnmessage/MessageText.h"
 #include "support/Model.h"
 
 namespace {
@@ -169,6 +170,61 @@ TEST_F(InspectTest, BytesThatAreNoTextSurviveInJson) {
               "enied");
     EXPECT_EQ(param["stringHex"].asString(), "ff656e696564");
 }
+
+TEST_F(InspectTest, TextOfALongRecordIsCutAndSaysSo) {
+    putLongRecord();
+    const Outcome outcome = tool({"inspect", kSet});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_LT(outcome.out.size(), 3 * tarnmessage::kMostExpressionText + 5 * longrecord::kNameBytes);
+    EXPECT_THAT(outcome.out, AllOf(HasSubstr("op2  ... (25861 more)\n  as stored    op2 m:f"),
+                                   HasSubstr("fff() ... (25861 more)\n  actions      m:f"),
+                                   testing::ContainsRegex("fff\\(\\) \\.\\.\\. \\(24930 more\\)\n")));
+}
+
+TEST_F(InspectTest, JsonOfALongRecordIsCutAndSaysSo) {
+    putLongRecord();
+    const Outcome outcome = tool({"inspect", "--json", kSet});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_LT(outcome.out.size(), 4 * tarnmessage::kMostExpressionText + 6 * longrecord::kNameBytes);
+    const Json::Value record = parse(outcome.out)["messages"][2]["records"][0];
+    EXPECT_TRUE(record["truncated"].asBool());
+    EXPECT_EQ(record["omitted"]["infix"].asUInt(), 25861U);
+    EXPECT_EQ(record["omitted"]["prefix"].asUInt(), 25861U);
+    EXPECT_EQ(record["omitted"]["nodes"].asUInt() + record["condition"]["nodes"].size(), 2 * longrecord::kPairs + 1);
+    EXPECT_EQ(record["omitted"]["actions"].asUInt() + record["actions"].size(), longrecord::kActions);
+    const Json::Value line = parseLines(tool({"inspect", "--jsonl", kSet}).out)[4];
+    EXPECT_EQ(line["omitted"], record["omitted"]);
+}
+
+TEST_F(InspectTest, OrdinaryRecordHasNoWordOfOmissions) {
+    putSet();
+    EXPECT_THAT(tool({"inspect", "--json", kSet}).out, AllOf(Not(HasSubstr("truncated")), Not(HasSubstr("omitted"))));
+    EXPECT_THAT(tool({"inspect", kSet}).out, Not(HasSubstr("more)")));
+    EXPECT_THAT(tool({"inspect", "--hex", kSet}).out, Not(HasSubstr("left out")));
+}
+
+TEST_F(InspectTest, HexOfALongRecordHasAllBytesAndLeavesNamesOut) {
+    putLongRecord();
+    const Outcome outcome = tool({"inspect", "--hex", at("base_0_net_g_0")});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(golden::bytesOf(outcome.out), longrecord::policyMessage());
+    EXPECT_THAT(outcome.out, HasSubstr("function number 1 (name left out)\n"));
+    constexpr std::size_t kLine = 80;
+    constexpr std::size_t kLinesOfANode = 8;
+    const std::size_t nodes = 2 * longrecord::kPairs + 1 + longrecord::kActions;
+    EXPECT_LT(outcome.out.size(),
+              nodes * kLinesOfANode * kLine + tarnmessage::kMostExpressionText + 2 * longrecord::kNameBytes);
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // they keep freed memory for a while
+TEST_F(InspectTest, MemoryDoesNotGrowWithCallsTimesNames) {
+    putLongRecord();
+    for (const char* form : {"", "--json", "--jsonl", "--hex"}) {
+        const std::vector<std::string> words{"inspect", kSet, form};
+        EXPECT_LT(peakOfTool({words.begin(), words.end() - (*form == '\0' ? 1 : 0)}), 100 * 1024) << form << " KiB";
+    }
+}
+#endif
 
 TEST_F(InspectTest, HexHasEveryByteInItsPlace) {
     for (const char* name : golden::kNames) {

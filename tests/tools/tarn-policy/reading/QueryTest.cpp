@@ -1,5 +1,6 @@
 // query: the records that have all that is asked for.
 #include "SetFixture.h"
+#include "libtarnmessage/MessageText.h"
 #include "support/Model.h"
 
 namespace {
@@ -113,6 +114,19 @@ TEST_F(QueryTest, JsonIsOneObject) {
     const Json::Value none = parse(tool({"query", "--json", kSet, "--group", "nothing"}).out);
     EXPECT_EQ(none["records"].size(), 0U);
     EXPECT_EQ(none["exitCode"].asInt(), 1);
+}
+
+TEST_F(QueryTest, LongRecordIsCutAndSaysSo) {
+    putLongRecord();
+    const Outcome text = tool({"query", at("base_0_net_g_0")});
+    EXPECT_EQ(text.status, 0) << text.err;
+    EXPECT_LT(text.out.size(), 3 * tarnmessage::kMostExpressionText + 5 * longrecord::kNameBytes);
+    EXPECT_THAT(text.out, HasSubstr(" ... (25861 more)\n"));
+    for (const char* form : {"--json", "--jsonl"}) {
+        const Outcome outcome = tool({"query", form, at("base_0_net_g_0")});
+        EXPECT_LT(outcome.out.size(), 4 * tarnmessage::kMostExpressionText + 6 * longrecord::kNameBytes) << form;
+        EXPECT_THAT(outcome.out, HasSubstr("\"truncated\":true,\"omitted\":{\"infix\":25861,")) << form;
+    }
 }
 
 TEST_F(QueryTest, DamagedMessagesAreTroubleForTheyHideRecords) {

@@ -19,6 +19,7 @@
 
 #include "support/Files.h"
 #include "support/Golden.h"
+#include "support/LongRecord.h"
 #include "support/Process.h"
 
 namespace settest {
@@ -53,6 +54,14 @@ protected:
         testfiles::write(std::string(kFolder) + "/labels.json", R"({"format": "tarn-labels", "version": 1, "labels": {
             "subject_file": {"/usr/bin/a": [["0x11", "0x12", "0x13"]]},
             "object_file": {"/srv/x": [["0x21", "0x22", "0x23"]]}}})");
+    }
+
+    // A set of 2 MB with one record that would be gigabytes with all names written out.
+    static void putLongRecord() {
+        put("beginmsg", "begin");
+        testfiles::write(at("namemsg"), longrecord::namespaceMessage());
+        testfiles::write(at("base_0_net_g_0"), longrecord::policyMessage());
+        put("endmsg", "end");
     }
 
     static Outcome tool(std::vector<std::string> words) {
