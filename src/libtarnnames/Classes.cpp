@@ -6,9 +6,13 @@
 #include <exception>
 #include <optional>
 
+#include "libtarnmessage/MessageText.h"
+
 namespace tarnnames {
 
 namespace {
+
+using tarnmessage::quoted;
 
 std::optional<Json::Value> parse(const std::string& text, std::string& why) {
     // The old reader and not its successor: the library takes what this one takes.
@@ -35,18 +39,19 @@ void readClass(const std::string& name, const Json::Value& value, PermissionClas
     if (const Json::Value& number = value["value"]; number.isUInt()) {
         entry.value = number.asUInt();
     } else if (!number.isNull()) {
-        problems.push_back("the value of class \"" + name + "\" is no 32-bit number");
+        problems.push_back("the value of class " + quoted(name) + " is no 32-bit number");
     }
     const Json::Value& permissions = value["perms"];
     if (!permissions.isNull() && !permissions.isObject()) {
-        problems.push_back("\"perms\" of class \"" + name + "\" is no object");
+        problems.push_back("\"perms\" of class " + quoted(name) + " is no object");
         return;
     }
     for (const std::string& permission : permissions.getMemberNames()) {
         if (permissions[permission].isUInt()) {
             entry.permissions[permission] = permissions[permission].asUInt();
         } else {
-            problems.push_back("permission \"" + permission + "\" of class \"" + name + "\" is no 32-bit number");
+            problems.push_back("permission " + quoted(permission) + " of class " + quoted(name) +
+                               " is no 32-bit number");
         }
     }
 }
@@ -65,7 +70,7 @@ bool Classes::read(const std::string& text, std::vector<std::string>& problems) 
         if (value.isObject()) {
             readClass(name, value, classes_.emplace_back(), problems);
         } else {
-            problems.push_back("class \"" + name + "\" is no object");
+            problems.push_back("class " + quoted(name) + " is no object");
         }
     }
     return true;

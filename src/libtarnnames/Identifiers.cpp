@@ -4,6 +4,7 @@
 #include <charconv>
 
 #include "libtarnlabelmgr/LabelTable.h"
+#include "libtarnmessage/MessageText.h"
 
 namespace tarnnames {
 
@@ -54,7 +55,10 @@ void Identifiers::add(const std::string& kind, const std::string& name, const TA
 
 bool Identifiers::read(const std::string& path, std::string& problem) {
     labeltable::Table table;
-    if (labeltable::load(path, table, problem) != labeltable::kOk) {
+    std::string text;
+    if (labeltable::readText(path, text, problem) != labeltable::kOk ||
+        labeltable::parse(text, table, problem) != labeltable::kOk) {
+        problem.insert(0, tarnmessage::escaped(path) + ": ");
         return false;
     }
     for (const auto& [kind, labels] : table.kinds) {

@@ -1,5 +1,6 @@
 #include "libtarnnames/JsonText.h"
 
+#include <algorithm>
 #include <charconv>
 
 namespace tarnnames {
@@ -89,19 +90,23 @@ void appendJsonString(std::string& json, std::string_view bytes) {
     json += '"';
 }
 
+std::string hexOf(std::string_view bytes) {
+    std::string text;
+    for (const char character : bytes) {
+        const auto byte = static_cast<unsigned char>(character);
+        text += kDigits[byte >> 4U];
+        text += kDigits[byte & 0xFU];
+    }
+    return text;
+}
+
 void appendJsonBytes(std::string& json, const char* name, std::string_view bytes) {
     json.append("\"").append(name).append("\":");
     appendJsonString(json, bytes);
     if (isUtf8(bytes)) {
         return;
     }
-    json.append(",\"").append(name).append("Hex\":\"");
-    for (const char character : bytes) {
-        const auto byte = static_cast<unsigned char>(character);
-        json += kDigits[byte >> 4U];
-        json += kDigits[byte & 0xFU];
-    }
-    json += '"';
+    json.append(",\"").append(name).append("Hex\":\"").append(hexOf(bytes)).append("\"");
 }
 
 void appendJsonNumber(std::string& json, std::uint64_t value) {
@@ -110,6 +115,17 @@ void appendJsonNumber(std::string& json, std::uint64_t value) {
 
 void appendJsonSigned(std::string& json, std::int64_t value) {
     appendDigits(json, value, 10);
+}
+
+void appendJsonInteger(std::string& json, std::int64_t value) {
+    constexpr std::int64_t kMostExact = std::int64_t{1} << 53U;
+    json += "\"integer\":";
+    appendJsonSigned(json, value);
+    if (value > kMostExact || value < -kMostExact) {
+        json += ",\"integerText\":\"";
+        appendJsonSigned(json, value);
+        json += '"';
+    }
 }
 
 void appendJsonHex(std::string& json, std::uint64_t value) {
@@ -131,13 +147,23 @@ void appendJsonOmitted(std::string& json, std::initializer_list<std::pair<const 
     json += isOpen ? "}" : "";
 }
 
-void appendJsonArray(std::string& json, const std::vector<std::string>& texts) {
-    json += '[';
+void appendJsonArray(std::string& json, const char* name, const std::vector<std::string>& texts) {
+    json.append("\"").append(name).append("\":[");
     const char* separator = "";
     for (const std::string& text : texts) {
         json += separator;
         appendJsonString(json, text);
         separator = ",";
+    }
+    json += ']';
+    if (std::all_of(texts.begin(), texts.end(), isUtf8)) {
+        return;
+    }
+    json.append(",\"").append(name).append("Hex\":[");
+    separator = "\"";
+    for (const std::string& text : texts) {
+        json.append(separator).append(hexOf(text)).append("\"");
+        separator = ",\"";
     }
     json += ']';
 }

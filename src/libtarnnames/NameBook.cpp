@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "Common/Common.h"
+#include "libtarnmessage/MessageText.h"
 
 namespace tarnnames {
 
@@ -26,7 +27,7 @@ void readSideFile(std::string& path, std::vector<std::string>& problems, Take ta
         take(text, own);
     }
     for (const std::string& problem : own) {
-        problems.push_back(path + ": " + problem);
+        problems.push_back(tarnmessage::escaped(path) + ": " + problem);
     }
 }
 

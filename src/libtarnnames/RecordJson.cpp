@@ -19,8 +19,8 @@ void appendMember(std::string& json, const char* name, std::uint64_t value) {
 // Left out where nobody knows a name.
 void appendNames(std::string& json, const char* name, const std::vector<std::string>& names) {
     if (!names.empty()) {
-        json.append(",\"").append(name).append("\":");
-        appendJsonArray(json, names);
+        json += ',';
+        appendJsonArray(json, name, names);
     }
 }
 
@@ -46,8 +46,7 @@ void appendParams(std::string& json, const ExprView& node) {
     for (tarnmessage::ParamView param; params.next(param);) {
         json.append(separator).append("{");
         if (param.info.type == kernelmsg::kParamInteger) {
-            json += "\"integer\":";
-            appendJsonSigned(json, param.integer);
+            appendJsonInteger(json, param.integer);
         } else {
             appendJsonBytes(json, "string", param.text);
         }

@@ -28,7 +28,8 @@ std::string identifierNames(const TARN_ID& identifier, const Identifiers& identi
     std::string names;
     for (const std::string& name : identifiers.names(identifier)) {
         const std::size_t blank = name.find(' ');  // behind the kind
-        names += (names.empty() ? "" : ", ") + name.substr(0, blank + 1) + tarnmessage::escaped(name.substr(blank + 1));
+        names += (names.empty() ? "" : ", ") + tarnmessage::escaped(name.substr(0, blank)) + " " +
+                 tarnmessage::escaped(name.substr(blank + 1));
     }
     return names;
 }

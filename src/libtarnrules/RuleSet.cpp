@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "libtarnmessage/MessageText.h"
 #include "libtarnpolicysync/Paths.h"
 #include "libtarnrules/CanonicalForm.h"
 #include "libtarnrules/FormBytes.h"
@@ -11,6 +12,7 @@ namespace tarnrules {
 
 namespace {
 
+using tarnmessage::escaped;
 using tarnmessage::FileReport;
 
 // Goes no further than the namespace message, which is the second of a set.
@@ -48,10 +50,12 @@ public:
         if (isMissingFrame(report)) {
             set_.warnings_.push_back(report.name + " " + report.problem);
         } else if (!report.sound()) {
-            set_.problems_.push_back(report.name + ": " + (report.finding ? toText(*report.finding) : report.problem));
+            set_.problems_.push_back(escaped(report.name) + ": " +
+                                     (report.finding ? toText(*report.finding) : report.problem));
             set_.unreadable_ = set_.unreadable_ || report.error != 0;
         } else if (isTooLong_) {
-            set_.problems_.push_back(report.name + ": has a rule of more than 16 MiB with its names written out");
+            set_.problems_.push_back(escaped(report.name) +
+                                     ": has a rule of more than 16 MiB with its names written out");
         }
         isTooLong_ = false;
     }

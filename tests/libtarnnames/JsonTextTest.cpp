@@ -90,9 +90,29 @@ TEST(JsonText, NumbersKeepTheirDigits) {
 
 TEST(JsonText, ArraysHaveTheirElements) {
     std::string json;
-    appendJsonArray(json, {});
-    appendJsonArray(json, {"a", "b\""});
-    EXPECT_EQ(json, "[][\"a\",\"b\\\"\"]");
+    appendJsonArray(json, "x", {});
+    appendJsonArray(json, "y", {"a", "b\""});
+    EXPECT_EQ(json, "\"x\":[]\"y\":[\"a\",\"b\\\"\"]");
+}
+
+TEST(JsonText, ArraysWithOtherBytesHaveAllOfThemInASecondOne) {
+    std::string json;
+    appendJsonArray(json, "x", {"a", "\xff", ""});
+    EXPECT_EQ(json, "\"x\":[\"a\",\"\\ufffd\",\"\"],\"xHex\":[\"61\",\"ff\",\"\"]");
+}
+
+TEST(JsonText, IntegersBeyondADoubleAreTextsToo) {
+    const auto textOf = [](std::int64_t value) {
+        std::string json;
+        appendJsonInteger(json, value);
+        return json;
+    };
+    EXPECT_EQ(textOf(-7), "\"integer\":-7");
+    EXPECT_EQ(textOf(9007199254740992), "\"integer\":9007199254740992");
+    EXPECT_EQ(textOf(-9007199254740992), "\"integer\":-9007199254740992");
+    EXPECT_EQ(textOf(9007199254740993), "\"integer\":9007199254740993,\"integerText\":\"9007199254740993\"");
+    EXPECT_EQ(textOf(-9223372036854775807 - 1),
+              "\"integer\":-9223372036854775808,\"integerText\":\"-9223372036854775808\"");
 }
 
 TEST(JsonText, OnlyCountsThatAreNotZeroAreOmissions) {

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+#include "libtarnmessage/MessageText.h"
+#include "libtarnnames/JsonText.h"
+
 namespace {
 
 constexpr std::size_t kBarWidth = 40;
@@ -100,8 +103,8 @@ std::vector<CountSection> sectionsOf(const SetCounts& counts) {
         {"Records by group", "groups", counts.by(&CountRow::group)},
         {"Records by class", "classes", counts.by(&CountRow::permClass)},
         {"Records by permission", "permissions", counts.by(&CountRow::permission)},
-        {"Records by file", "records", counts.by(&CountRow::file)},
-        {"Bytes by file", "bytes", {}},
+        {"Records by file", "records", counts.by(&CountRow::file), true},
+        {"Bytes by file", "bytes", {}, true},
         {"Records by size in bytes", "sizes", {}},
         {"Policy messages by fill", "fill", {}},
     };
@@ -125,7 +128,8 @@ std::string countsText(const SetCounts& counts, std::size_t most) {
         std::uint64_t rest = 0;
         for (std::size_t index = 0; index < section.bars.size(); ++index) {
             if (index < most) {
-                appendBar(text, section.bars[index].first, section.bars[index].second, longest);
+                const auto& [name, number] = section.bars[index];
+                appendBar(text, section.isOfFiles ? tarnmessage::escaped(name) : name, number, longest);
             } else {
                 rest += section.bars[index].second;
             }
@@ -145,6 +149,9 @@ Json::Value countsJson(const SetCounts& counts) {
         for (const auto& [name, number] : section.bars) {
             Json::Value bar;
             bar["name"] = name;
+            if (!tarnnames::isUtf8(name)) {
+                bar["nameHex"] = tarnnames::hexOf(name);
+            }
             bar["count"] = Json::UInt64{number};
             bars.append(bar);
         }

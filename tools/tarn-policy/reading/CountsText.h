@@ -15,6 +15,7 @@ struct CountSection {
     const char* title;   // for people
     const char* member;  // of the JSON object
     std::vector<std::pair<std::string, std::uint64_t>> bars;
+    bool isOfFiles = false;  // bars have the names of files as they are; all others are texts for people
 };
 
 // Everything that is shown, in its order.

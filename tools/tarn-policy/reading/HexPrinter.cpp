@@ -75,7 +75,7 @@ protected:
     void startMessage(std::string_view bytes, const kernelmsg::MessageHeader& header, bool hasHeader) override {
         number_ = 0;
         shown_ = 0;
-        text_ = "# " + path() + ": " + messageTitle(bytes.size(), header, hasHeader) + "\n";
+        text_ = "# " + shownPath() + ": " + messageTitle(bytes.size(), header, hasHeader) + "\n";
         showHeader(bytes, *this);
         finish();
     }
@@ -83,7 +83,7 @@ protected:
         if (file.sound() && shown_ < bytes.size()) {
             showEnd(bytes, *this);
         } else if (!file.sound()) {
-            text_ += "\n# " + path() + ": unsound: " + whatStandsAgainst(file) + "\n";
+            text_ += "\n# " + shownPath() + ": unsound: " + whatStandsAgainst(file) + "\n";
             if (shown_ < bytes.size()) {
                 appendBytes(bytes.substr(shown_), "not read from offset " + std::to_string(shown_) + " on");
             }

@@ -65,8 +65,8 @@ protected:
 private:
     void startObject() {
         static_cast<void>(report().element(""));
-        json_ += "{\"path\":";
-        appendJsonString(json_, path());
+        json_ += '{';
+        tarnnames::appendJsonBytes(json_, "path", path());
     }
     void startMember(const char* array) {
         if (hasArray_) {
@@ -127,8 +127,8 @@ protected:
 private:
     void start(const char* kind) {
         json_ = "{\"kind\":\"";
-        json_.append(kind).append("\",\"path\":");
-        appendJsonString(json_, path());
+        json_.append(kind).append("\",");
+        tarnnames::appendJsonBytes(json_, "path", path());
     }
     void finish() {
         json_ += "}\n";

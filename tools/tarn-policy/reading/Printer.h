@@ -6,6 +6,7 @@
 #include <string>
 
 #include "Report.h"
+#include "libtarnmessage/MessageText.h"
 #include "libtarnmessage/SetWalk.h"
 #include "libtarnnames/RecordWords.h"
 
@@ -25,8 +26,9 @@ protected:
     virtual void endMessage(const tarnmessage::FileReport& file, std::string_view bytes) = 0;
 
     void write(const std::string& text) { isRead_ = report_.write(text); }
-    // The file that is being shown.
+    // The file that is being shown, and the same for people.
     const std::string& path() const { return path_; }
+    std::string shownPath() const { return tarnmessage::escaped(path_); }
     const tarnnames::NameBook& book() const { return words_.book(); }
     const tarnnames::RecordWords& wordsOf(const tarnmessage::PolicyRecordView& record) {
         return words_.of(record.node);

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "Failure.h"
+#include "libtarnmessage/MessageText.h"
 
 namespace {
 
@@ -17,7 +18,8 @@ std::optional<std::uint32_t> numberOf(const std::string& text) {
 }
 
 Failure unknown(const char* kind, const std::string& name, const char* advice) {
-    return Failure(ExitCode::kFailed, std::string("look up the ") + kind + " " + name, "nobody names it", advice);
+    return Failure(ExitCode::kFailed, std::string("look up the ") + kind + " " + tarnmessage::escaped(name),
+                   "nobody names it", advice);
 }
 
 bool isOneOf(const TARN_ID& identifier, const std::vector<TARN_ID>& wanted) {

@@ -48,8 +48,8 @@ void appendText(std::string& json, const std::string& name, const std::string& t
 // Left out where nobody knows a name.
 void appendNames(std::string& json, const std::string& name, const std::vector<std::string>& names) {
     if (!names.empty()) {
-        appendName(json, name);
-        tarnnames::appendJsonArray(json, names);
+        json += json.empty() ? "" : ",";
+        tarnnames::appendJsonArray(json, name.c_str(), names);
     }
 }
 

@@ -3,6 +3,7 @@
 #include <exception>
 
 #include "Failure.h"
+#include "libtarnmessage/MessageText.h"
 
 void readRules(tarnrules::RuleSet& rules) {
     try {
@@ -14,7 +15,7 @@ void readRules(tarnrules::RuleSet& rules) {
 
 void warnOf(const tarnrules::RuleSet& rules, Report& report) {
     for (const std::string& warning : rules.warnings()) {
-        report.warning(rules.path() + ": " + warning);
+        report.warning(tarnmessage::escaped(rules.path()) + ": " + warning);
     }
 }
 
@@ -46,6 +47,6 @@ void reportDigestOf(const std::string& path, Report& report) {
         problem = error.what();
     }
     if (!problem.empty()) {
-        report.warning("no digest of " + path + ": " + problem);
+        report.warning("no digest of " + tarnmessage::escaped(path) + ": " + problem);
     }
 }

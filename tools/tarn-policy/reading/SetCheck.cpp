@@ -253,7 +253,7 @@ void SetCheck::checkSeries(const tarnmessage::FileReport& file) {
     }
     if (number > 0 && !exists(stem + std::to_string(number - 1))) {
         notice("missing-before", std::nullopt, "its series has no file before this one",
-               "the file " + stem + std::to_string(number - 1));
+               "the file " + escaped(stem) + std::to_string(number - 1));
     }
     if (file.header.recordCount != kernelmsg::kRecordsPerMessage && exists(stem + std::to_string(number + 1))) {
         notice("short-message", offsetof(kernelmsg::MessageHeader, recordCount),

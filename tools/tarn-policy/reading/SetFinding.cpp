@@ -3,6 +3,7 @@
 #include <cstring>
 #include <sstream>
 
+#include "libtarnmessage/MessageText.h"
 #include "libtarnnames/JsonText.h"
 
 namespace {
@@ -66,7 +67,7 @@ std::string noticeMarkdown() {
 }
 
 std::string toText(const SetFinding& finding) {
-    std::string text = finding.path;
+    std::string text = tarnmessage::escaped(finding.path);
     text += finding.offset ? ":" + std::to_string(*finding.offset) : "";
     text += std::string(": ") + wordOf(finding.weight) + ": " + finding.text;
     text += finding.expected.empty() ? "" : ", expected " + finding.expected;
@@ -79,7 +80,8 @@ std::string toJson(const SetFinding& finding) {
     std::string json = "{\"weight\":";
     appendJsonString(json, wordOf(finding.weight));
     appendText(json, "code", finding.code);
-    appendText(json, "path", finding.path);
+    json += ',';
+    tarnnames::appendJsonBytes(json, "path", finding.path);
     if (finding.offset) {
         json += ",\"offset\":";
         appendJsonNumber(json, *finding.offset);

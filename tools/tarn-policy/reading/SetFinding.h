@@ -29,7 +29,7 @@ struct SetFinding {
     std::string code;
     std::string path;
     std::optional<std::size_t> offset;
-    std::string text;      // what is wrong
+    std::string text;      // what is wrong; names in it are escaped
     std::string expected;  // what would be right
     int answer = 0;        // errno of the refused write, where the kernel refuses
 };

@@ -6,6 +6,7 @@
 
 #include "Failure.h"
 #include "libtarnmessage/SetWalk.h"
+#include "libtarnpolicydoc/Text.h"
 
 void NameOptions::declare(CLI::App& app) {
     app.add_option("--etc", etc, "Folder with the side files that the folder above PATH lacks");
@@ -20,7 +21,7 @@ void readNames(tarnnames::NameBook& book, const std::string& path, const NameOpt
     }
     std::string problem;
     if (!options.labels.empty() && !book.readLabels(options.labels, problem)) {
-        throw Failure(ExitCode::kFailed, "read the label table", problem,
+        throw Failure(ExitCode::kFailed, "read the label table", policydoc::printable(problem),
                       "name a table as docs/label-table.md describes it");
     }
 }

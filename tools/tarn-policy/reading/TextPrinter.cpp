@@ -19,11 +19,11 @@ public:
 protected:
     void startMessage(std::string_view bytes, const kernelmsg::MessageHeader& header, bool hasHeader) override {
         number_ = 0;
-        write(path() + ": " + messageTitle(bytes.size(), header, hasHeader) + "\n");
+        write(shownPath() + ": " + messageTitle(bytes.size(), header, hasHeader) + "\n");
     }
     void endMessage(const tarnmessage::FileReport& file, std::string_view /*bytes*/) override {
         if (!file.sound()) {
-            write(path() + ": unsound: " + whatStandsAgainst(file) + "\n");
+            write(shownPath() + ": unsound: " + whatStandsAgainst(file) + "\n");
         }
     }
 

@@ -4,6 +4,8 @@
 #include "Failure.h"
 #include "ReadStatus.h"
 #include "Verb.h"
+#include "libtarnmessage/MessageText.h"
+#include "libtarnpolicydoc/Text.h"
 #include "libtarnrules/Difference.h"
 #include "reading/DifferencePrinter.h"
 #include "reading/Rules.h"
@@ -50,7 +52,8 @@ private:
         tarnnames::Identifiers labels;
         std::string problem;
         if (!labelTable_.empty() && !labels.read(labelTable_, problem)) {
-            throw Failure(ExitCode::kFailed, "read the label table " + labelTable_, problem, "");
+            throw Failure(ExitCode::kFailed, "read the label table", policydoc::printable(problem),
+                          "name a table as docs/label-table.md describes it");
         }
         return labels;
     }
@@ -64,8 +67,9 @@ private:
 
     static void requireSound(const RuleSet& rules) {
         if (!rules.problems().empty()) {
-            throw Failure(ExitCode::kFailed, "read the rules of " + rules.path(), problemsOf(rules),
-                          "tarn-policy verify " + rules.path());
+            const std::string path = tarnmessage::escaped(rules.path());
+            throw Failure(ExitCode::kFailed, "read the rules of " + path, problemsOf(rules),
+                          "tarn-policy verify " + path);
         }
     }
 

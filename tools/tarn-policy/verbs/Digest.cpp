@@ -2,6 +2,7 @@
 #include "Failure.h"
 #include "ReadStatus.h"
 #include "Verb.h"
+#include "libtarnmessage/MessageText.h"
 #include "reading/Rules.h"
 
 namespace {
@@ -21,8 +22,9 @@ protected:
         readRules(rules);
         warnOf(rules, report);
         if (!rules.problems().empty()) {
-            report.failure(Failure(ExitCode::kFailed, "take the digest of " + path_, problemsOf(rules),
-                                   "tarn-policy verify " + path_));
+            const std::string path = tarnmessage::escaped(path_);
+            report.failure(Failure(ExitCode::kFailed, "take the digest of " + path, problemsOf(rules),
+                                   "tarn-policy verify " + path));
             return rules.unreadable() ? ReadStatus::kTrouble : ReadStatus::kNo;
         }
         const Json::UInt64 records = rules.count();

@@ -51,7 +51,7 @@ private:
         const std::unique_ptr<Printer> printer = makePrinter(report, book, folderBefore(path));
         const tarnmessage::WalkOutcome outcome = walk.run(*printer);
         if (!outcome.problem.empty()) {
-            report.failure(Failure(ExitCode::kFailed, "read " + path, outcome.problem,
+            report.failure(Failure(ExitCode::kFailed, "read " + tarnmessage::escaped(path), outcome.problem,
                                    "name a folder with a set, or a message file, that you may read"));
             return ReadStatus::kTrouble;
         }

@@ -5,6 +5,7 @@
 #include "Failure.h"
 #include "ReadStatus.h"
 #include "Verb.h"
+#include "libtarnmessage/MessageText.h"
 #include "libtarnmessage/SetWalk.h"
 #include "libtarnnames/JsonText.h"
 #include "libtarnnames/RecordJson.h"
@@ -40,7 +41,8 @@ public:
     }
     void onFileEnd(const tarnmessage::FileReport& file) override {
         if (!file.sound()) {
-            report_.warning(folder_ + file.name + " was not searched to its end: " + whatStandsAgainst(file));
+            report_.warning(tarnmessage::escaped(folder_ + file.name) +
+                            " was not searched to its end: " + whatStandsAgainst(file));
         }
     }
     bool goesOn() override { return isRead_; }
@@ -50,14 +52,15 @@ public:
 private:
     void showText(const tarnmessage::PolicyRecordView& record, const tarnnames::RecordWords& words,
                   std::size_t number) {
-        text_ = path_ + ": record " + std::to_string(number) + " at offset " + std::to_string(record.offset) + "\n";
+        text_ = tarnmessage::escaped(path_) + ": record " + std::to_string(number) + " at offset " +
+                std::to_string(record.offset) + "\n";
         appendRecordText(text_, record, words, words_.book());
         isRead_ = report_.write(text_);
     }
     void showJson(const tarnmessage::PolicyRecordView& record, const tarnnames::RecordWords& words,
                   std::size_t number) {
-        text_ = "{\"path\":";
-        tarnnames::appendJsonString(text_, path_);
+        text_ = "{";
+        tarnnames::appendJsonBytes(text_, "path", path_);
         text_ += ",\"record\":";
         tarnnames::appendJsonNumber(text_, number);
         text_ += ',';
@@ -77,18 +80,32 @@ private:
     bool isRead_ = true;
 };
 
+// An empty text would ask for everything.
+CLI::Validator notEmpty(const std::string& advice) {
+    return CLI::Validator(
+        [advice](const std::string& text) {
+            return text.empty() ? "the value is empty: " + advice + ", or leave the option out" : "";
+        },
+        "");
+}
+
 class Query : public ReadingVerb {
 public:
     Query() : ReadingVerb("query") {}
 
     void configure(CLI::App& app) override {
         app.add_option("PATH", path_, "Folder of a set, or a message file")->required();
-        app.add_option("--subject", texts_.subject, "Name in the label table, or three words as in 0x1:0x2:0x3");
-        app.add_option("--object", texts_.object, "The same for the object");
-        app.add_option("--class", texts_.permClass, "Permission class, by name or number");
-        app.add_option("--perm", texts_.perm, "Permission, by name or number");
-        app.add_option("--namespace", texts_.nameSpace, "Namespace, by name or number");
-        app.add_option("--group", texts_.group, "Group, by name");
+        app.add_option("--subject", texts_.subject, "Name in the label table, or three words as in 0x1:0x2:0x3")
+            ->check(notEmpty("give a name of the label table, or three words as in 0x1:0x2:0x3"));
+        app.add_option("--object", texts_.object, "The same for the object")
+            ->check(notEmpty("give a name of the label table, or three words as in 0x1:0x2:0x3"));
+        app.add_option("--class", texts_.permClass, "Permission class, by name or number")
+            ->check(notEmpty("give the name or the number of a permission class"));
+        app.add_option("--perm", texts_.perm, "Permission, by name or number")
+            ->check(notEmpty("give the name or the number of a permission"));
+        app.add_option("--namespace", texts_.nameSpace, "Namespace, by name or number")
+            ->check(notEmpty("give the name or the number of a namespace"));
+        app.add_option("--group", texts_.group, "Group, by name; \"\" for records without a group");
         names_.declare(app);
         CLI::Option* lines = app.add_flag("--jsonl", lines_, "Print one JSON object for each record, one a line");
         if (CLI::Option* json = app.get_option_no_throw("--json")) {
@@ -112,7 +129,7 @@ protected:
         Matches matches(filter, book, folderBefore(path_), form, report);
         const tarnmessage::WalkOutcome outcome = walk.run(matches);
         if (!outcome.problem.empty()) {
-            throw Failure(ExitCode::kFailed, "read " + path_, outcome.problem,
+            throw Failure(ExitCode::kFailed, "read " + tarnmessage::escaped(path_), outcome.problem,
                           "name a folder with a set, or a message file, that you may read");
         }
         if (outcome.unsound != 0) {

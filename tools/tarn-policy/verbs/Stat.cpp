@@ -22,7 +22,8 @@ public:
     void onFileEnd(const tarnmessage::FileReport& file) override {
         SetCounts::onFileEnd(file);
         if (!file.sound()) {
-            report_.warning(folder_ + file.name + " is not counted to its end: " + whatStandsAgainst(file));
+            report_.warning(tarnmessage::escaped(folder_ + file.name) +
+                            " is not counted to its end: " + whatStandsAgainst(file));
         }
     }
 
@@ -50,7 +51,7 @@ protected:
         ReportingCounts counts(book, folderBefore(path_), report);
         const tarnmessage::WalkOutcome outcome = walk.run(counts);
         if (!outcome.problem.empty()) {
-            throw Failure(ExitCode::kFailed, "read " + path_, outcome.problem,
+            throw Failure(ExitCode::kFailed, "read " + tarnmessage::escaped(path_), outcome.problem,
                           "name a folder with a set, or a message file, that you may read");
         }
         if (!html_.empty()) {
@@ -71,10 +72,10 @@ private:
         report.fact("counts") = countsJson(counts);
         if (!report.json()) {
             constexpr std::size_t kMostLines = 20;
-            static_cast<void>(report.write(path_ + ": " + counted(counts.files().size(), "file", "files") + ", " +
-                                           counted(counts.records(), "record", "records") + ", " +
-                                           counted(counts.bytes(), "byte", "bytes") + "\n" +
-                                           countsText(counts, kMostLines)));
+            static_cast<void>(
+                report.write(tarnmessage::escaped(path_) + ": " + counted(counts.files().size(), "file", "files") +
+                             ", " + counted(counts.records(), "record", "records") + ", " +
+                             counted(counts.bytes(), "byte", "bytes") + "\n" + countsText(counts, kMostLines)));
         }
     }
 

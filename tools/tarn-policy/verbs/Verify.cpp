@@ -11,6 +11,7 @@
 #include "Failure.h"
 #include "ReadStatus.h"
 #include "Verb.h"
+#include "libtarnmessage/MessageText.h"
 #include "libtarnsort/SortFailure.h"
 #include "reading/DuplicateSearch.h"
 #include "reading/SetCheck.h"
@@ -69,7 +70,7 @@ protected:
                        [&](const SetFinding& finding) { tell(finding, report); });
         const tarnmessage::WalkOutcome outcome = walk.run(check);
         if (!outcome.problem.empty()) {
-            throw Failure(ExitCode::kFailed, "read " + path_, outcome.problem,
+            throw Failure(ExitCode::kFailed, "read " + tarnmessage::escaped(path_), outcome.problem,
                           "name a folder with a set, or a message file, that you may read");
         }
         check.finish();
@@ -116,17 +117,16 @@ private:
         const auto pathOf = [&](const DuplicateSearch::Place& place) { return folder + collector.names[place.file]; };
         std::uint64_t found = 0;
         try {
-            search.finish(
-                [&](const DuplicateSearch::Place& place, std::string& bytes) {
-                    return readAt(pathOf(place), place, bytes);
-                },
-                [&](const DuplicateSearch::Place& first, const DuplicateSearch::Place& again) {
-                    ++found;
-                    tell({Weight::kNotice, "duplicate-record", pathOf(again), again.offset,
-                          "the same record stands in " + pathOf(first) + " at offset " + std::to_string(first.offset),
-                          "one of them", 0},
-                         report);
-                });
+            search.finish([&](const DuplicateSearch::Place& place,
+                              std::string& bytes) { return readAt(pathOf(place), place, bytes); },
+                          [&](const DuplicateSearch::Place& first, const DuplicateSearch::Place& again) {
+                              ++found;
+                              tell({Weight::kNotice, "duplicate-record", pathOf(again), again.offset,
+                                    "the same record stands in " + tarnmessage::escaped(pathOf(first)) + " at offset " +
+                                        std::to_string(first.offset),
+                                    "one of them", 0},
+                                   report);
+                          });
         } catch (const DuplicateSearch::Changed& change) {
             throw changed(pathOf(change.place));
         }
@@ -142,7 +142,7 @@ private:
         report.fact("refused") = Json::UInt64{check.refused()};
         report.fact("unreadable") = Json::UInt64{check.unreadable()};
         report.fact("notices") = Json::UInt64{notices};
-        report.line(path_ + ": " + counted(outcome.files, "message", "messages") + ", " +
+        report.line(tarnmessage::escaped(path_) + ": " + counted(outcome.files, "message", "messages") + ", " +
                     counted(outcome.records, "record", "records") + ", " + counted(check.bytes(), "byte", "bytes") +
                     ": " + verdict(check) + (notices == 0 ? "" : ", " + counted(notices, "notice", "notices")));
     }

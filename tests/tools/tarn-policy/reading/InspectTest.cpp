@@ -171,6 +171,15 @@ TEST_F(InspectTest, BytesThatAreNoTextSurviveInJson) {
     EXPECT_EQ(param["stringHex"].asString(), "ff656e696564");
 }
 
+TEST_F(InspectTest, IntegersKeepTheirDigitsInJson) {
+    std::string message = golden::message("policy-condition");
+    const std::int64_t greatest = 9223372036854775807;
+    std::memcpy(message.data() + 168, &greatest, sizeof greatest);
+    testfiles::write(at("x"), message);
+    EXPECT_THAT(tool({"inspect", "--json", at("x")}).out,
+                HasSubstr("{\"integer\":9223372036854775807,\"integerText\":\"9223372036854775807\"}"));
+}
+
 TEST_F(InspectTest, TextOfALongRecordIsCutAndSaysSo) {
     putLongRecord();
     const Outcome outcome = tool({"inspect", kSet});

@@ -98,6 +98,30 @@ TEST_F(QueryTest, UnknownNamesAreTroubleAndSayWhatToDo) {
     }
 }
 
+TEST_F(QueryTest, EmptyValuesAreMistakesOfTheCommandLine) {
+    for (const auto& [flag, advice] : std::vector<std::pair<std::string, std::string>>{
+             {"--subject", "give a name of the label table, or three words"},
+             {"--object", "give a name of the label table, or three words"},
+             {"--class", "give the name or the number of a permission class"},
+             {"--perm", "give the name or the number of a permission"},
+             {"--namespace", "give the name or the number of a namespace"}}) {
+        const Outcome outcome = tool({"query", kSet, flag, ""});
+        EXPECT_EQ(outcome.status, 2) << flag;
+        EXPECT_EQ(outcome.out, "") << flag;
+        EXPECT_THAT(outcome.err, HasSubstr(flag + ": the value is empty: " + advice)) << flag;
+        const Outcome joined = tool({"query", kSet, "--json", flag + "="});
+        EXPECT_EQ(joined.status, 2) << flag;
+        EXPECT_EQ(parse(joined.out)["exitName"].asString(), "usage") << flag;
+    }
+}
+
+TEST_F(QueryTest, EmptyGroupFindsRecordsWithoutAGroup) {
+    put("base_2_net__0", "policy-plain");
+    EXPECT_THAT(found({"--group", ""}), ElementsAre("base_2_net__0 0"));
+    std::remove(at("base_2_net__0").c_str());
+    EXPECT_THAT(found({"--group", ""}, 1), IsEmpty());
+}
+
 TEST_F(QueryTest, TextIsThatOfInspect) {
     const Outcome outcome = tool({"query", kSet, "--group", "h", "--object", "0xffffffffffffffff:50:51"});
     EXPECT_EQ(outcome.status, 0);
