@@ -13,6 +13,14 @@ public:
     Collector(SetReport& report, SetVisitor& next) : report_(report), next_(next) {}
     void onFile(const std::string& name, std::string_view /*bytes*/) override { next_.onFile(name); }
     void onFileEnd(const FileReport& file) override { report_.files.push_back(file); }
+    void onPassedOver(const std::string& name, PassedOver why) override {
+        if (why == PassedOver::kLink) {
+            FileReport file;
+            file.name = name;
+            file.problem = kLinkProblem;
+            report_.files.push_back(file);
+        }
+    }
     void onHeader(const kernelmsg::MessageHeader& header) override { next_.onHeader(header); }
     void onNamespace(const NamespaceView& block) override { next_.onNamespace(block); }
     void onPolicy(const PolicyRecordView& record) override { next_.onPolicy(record); }

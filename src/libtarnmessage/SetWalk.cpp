@@ -68,7 +68,7 @@ int listDirectory(const std::string& directory, Listing& listing) {
 
 std::string readProblem(int failure) {
     if (failure == ELOOP) {
-        return "is a symbolic link, which is never followed";
+        return kLinkProblem;
     }
     return failure == EINVAL ? "is no regular file" : std::string("can't be read: ") + std::strerror(failure);
 }
@@ -121,7 +121,7 @@ public:
             readNamed(directory, name);
         }
         for (const std::string& name : listing.links) {
-            reportLink(name);
+            passOverLink(name);
         }
         readNamed(directory, paths::kEndName);
     }
@@ -208,12 +208,10 @@ private:
         }
     }
 
-    void reportLink(const std::string& name) {
+    void passOverLink(const std::string& name) {
         if (goesOn()) {
-            FileReport report;
-            report.name = name;
-            report.problem = readProblem(ELOOP);
-            end(report);
+            ++outcome.links;
+            visitor_.onPassedOver(name, PassedOver::kLink);
         }
     }
 
@@ -230,6 +228,14 @@ private:
     std::uint64_t records_ = 0;
     bool lookUpFunctions_ = false;
 };
+
+std::string WalkOutcome::linkWarning() const {
+    if (links == 0) {
+        return "";
+    }
+    return std::to_string(links) + (links == 1 ? " symbolic link is" : " symbolic links are") +
+           " no part of the set and passed over, as the sender does";
+}
 
 SetWalk::SetWalk(std::string path) : path_(std::move(path)) {}
 

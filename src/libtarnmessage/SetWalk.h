@@ -31,7 +31,9 @@ enum class PassedOver : std::uint8_t {
     kHidden,  // a leading dot
     kDirectory,
     kOther,  // neither file, link nor directory
+    kLink,   // a symbolic link; none is ever followed
 };
+inline constexpr char kLinkProblem[] = "is a symbolic link, which is never followed";
 
 // Sees the content of a set; the calls of MessageVisitor come between onFile and onFileEnd of their message.
 class WalkVisitor : public MessageVisitor {
@@ -40,6 +42,7 @@ public:
     virtual void onFile(const std::string& /*name*/, std::string_view /*bytes*/) {}
     // Each message of the set, also those that are missing or could not be read (without onFile then).
     virtual void onFileEnd(const FileReport& /*report*/) {}
+    // Links come where policies do, behind them; all others before the first message.
     virtual void onPassedOver(const std::string& /*name*/, PassedOver /*why*/) {}
     // False ends the walk before the next file.
     virtual bool goesOn() { return true; }
@@ -54,17 +57,21 @@ struct WalkOutcome {
     std::uint64_t unsound = 0;     // of the files
     std::uint64_t unreadable = 0;  // of the unsound ones
     std::uint64_t records = 0;     // policy records of the sound files
+    std::uint64_t links = 0;       // symbolic links that were passed over
 
     bool sound() const { return problem.empty() && unsound == 0; }
+    // What to say of the links, in words; empty where there are none.
+    std::string linkWarning() const;
 };
 
 class SetWalk {
 public:
     explicit SetWalk(std::string path);
 
-    // A directory is walked in the order of delivery: begin, namespace (where there is one), policies by name, symbolic
-    // links (which would not be delivered and are reported), end. A missing begin or end message is reported; names with a
-    // leading dot and whatever is neither file nor link are passed over, as the sender does. Any other path is one
+    // A directory is walked in the order of delivery: begin, namespace (where there is one), policies by name, end. A begin
+    // or end message that is missing, and any of the three frame messages that is no regular file, is reported, for the
+    // sender stops there; names with a leading dot and whatever else is no regular file, symbolic links among them, are no
+    // messages of the set and passed over, as the sender does. Any other path is one
     // message of whatever kind; where the namespace message of its set lies beside it, calls are held against that.
     // Calls are not looked up where the namespace message is unsound, or missing beside a single file.
     WalkOutcome run(WalkVisitor& visitor);

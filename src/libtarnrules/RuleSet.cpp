@@ -86,6 +86,9 @@ void RuleSet::read(const tarnsort::SortLimits& limits) {
         problems_.push_back(std::string(paths::kNamespaceName) + ": was changed while the set was being read");
         unreadable_ = true;
     }
+    if (outcome.links != 0) {
+        warnings_.push_back(outcome.linkWarning());
+    }
     if (problems_.empty()) {
         sort_->finish();
     } else {

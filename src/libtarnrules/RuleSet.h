@@ -32,7 +32,7 @@ public:
     const std::vector<std::string>& problems() const { return problems_; }
     // Whether one of them is that something could not be read at all.
     bool unreadable() const { return unreadable_; }
-    // Missing begin and end messages, which have no rules; numbers without names.
+    // Missing begin and end messages, which have no rules; symbolic links, which are no messages; numbers without names.
     std::vector<std::string> warnings() const;
 
     std::uint64_t count() const { return sort_ ? sort_->records() : 0; }

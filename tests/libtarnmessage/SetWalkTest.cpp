@@ -91,6 +91,33 @@ TEST(SetWalk, PassedOverNamesAreTold) {
                             testing::Pair("folder", PassedOver::kDirectory)));
 }
 
+TEST(SetWalk, LinksAreNoMessagesOfTheSet) {
+    writeWholeSet();
+    testfiles::link(at("base_0_net_g_0"), at("b"));
+    testfiles::link("nothing", at("a"));
+    Diary diary;
+    const WalkOutcome outcome = SetWalk(kSet).run(diary);
+    EXPECT_TRUE(outcome.sound());
+    EXPECT_EQ(outcome.files, 5U);
+    EXPECT_EQ(outcome.links, 2U);
+    EXPECT_EQ(outcome.linkWarning(), "2 symbolic links are no part of the set and passed over, as the sender does");
+    EXPECT_THAT(diary.passedOver,
+                ElementsAre(testing::Pair("a", PassedOver::kLink), testing::Pair("b", PassedOver::kLink)));
+}
+
+TEST(SetWalk, LinksInPlaceOfFrameMessagesAreUnsound) {
+    for (const char* name : {"beginmsg", "namemsg", "endmsg"}) {
+        writeWholeSet();
+        std::remove(at(name).c_str());
+        testfiles::link("elsewhere", at(name));
+        Diary diary;
+        const WalkOutcome outcome = SetWalk(kSet).run(diary);
+        EXPECT_EQ(outcome.unsound, 1U) << name;
+        EXPECT_EQ(outcome.links, 0U) << name;
+        std::remove(at(name).c_str());
+    }
+}
+
 TEST(SetWalk, ReportHasModeOwnerAndSize) {
     writeWholeSet();
     ASSERT_EQ(chmod(at("endmsg").c_str(), 0440), 0);

@@ -264,13 +264,15 @@ void SetCheck::checkSeries(const tarnmessage::FileReport& file) {
 
 bool SetCheck::exists(const std::string& name) const {
     struct stat status {};
-    return lstat((options_.folder + name).c_str(), &status) == 0;
+    return lstat((options_.folder + name).c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
 void SetCheck::onPassedOver(const std::string& name, tarnmessage::PassedOver why) {
     path_ = options_.folder + name;
     if (why == tarnmessage::PassedOver::kHidden) {
         notice("hidden-file", std::nullopt, "the sender passes over names with a leading dot", "messages alone");
+    } else if (why == tarnmessage::PassedOver::kLink) {
+        notice("symbolic-link", std::nullopt, tarnmessage::kLinkProblem, "a regular file");
     } else {
         notice("not-a-file", std::nullopt, "the sender passes over whatever is no regular file", "messages alone");
     }

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "Failure.h"
-#include "libtarnmessage/SetWalk.h"
+#include "libtarnmessage/MessageText.h"
 #include "libtarnpolicydoc/Text.h"
 
 void NameOptions::declare(CLI::App& app) {
@@ -33,6 +33,12 @@ std::string folderBefore(const std::string& path) {
         return folder == "/" ? folder : folder + "/";
     }
     return path.substr(0, path.rfind('/') + 1);
+}
+
+void warnOfLinks(const tarnmessage::WalkOutcome& outcome, const std::string& path, Report& report) {
+    if (outcome.links != 0) {
+        report.warning(tarnmessage::escaped(path) + ": " + outcome.linkWarning());
+    }
 }
 
 std::string counted(std::uint64_t count, const char* one, const char* many) {

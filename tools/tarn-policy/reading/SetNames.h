@@ -8,6 +8,7 @@
 #include <string>
 
 #include "Report.h"
+#include "libtarnmessage/SetWalk.h"
 #include "libtarnnames/NameBook.h"
 
 struct NameOptions {
@@ -24,6 +25,9 @@ void readNames(tarnnames::NameBook& book, const std::string& path, const NameOpt
 
 // What stands before the names of a walk over this path: the folder and "/". For a file, the folder that the user wrote.
 std::string folderBefore(const std::string& path);
+
+// Says on standard error, once, that a walk has passed over symbolic links.
+void warnOfLinks(const tarnmessage::WalkOutcome& outcome, const std::string& path, Report& report);
 
 // "1 record", "2 records"
 std::string counted(std::uint64_t count, const char* one, const char* many);

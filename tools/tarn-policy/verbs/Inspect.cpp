@@ -55,6 +55,7 @@ private:
                                    "name a folder with a set, or a message file, that you may read"));
             return ReadStatus::kTrouble;
         }
+        warnOfLinks(outcome, path, report);
         if (outcome.unreadable != 0) {
             return ReadStatus::kTrouble;
         }

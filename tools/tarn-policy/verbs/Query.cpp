@@ -132,6 +132,7 @@ protected:
             throw Failure(ExitCode::kFailed, "read " + tarnmessage::escaped(path_), outcome.problem,
                           "name a folder with a set, or a message file, that you may read");
         }
+        warnOfLinks(outcome, path_, report);
         if (outcome.unsound != 0) {
             return ReadStatus::kTrouble;
         }

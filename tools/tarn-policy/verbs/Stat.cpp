@@ -54,6 +54,7 @@ protected:
             throw Failure(ExitCode::kFailed, "read " + tarnmessage::escaped(path_), outcome.problem,
                           "name a folder with a set, or a message file, that you may read");
         }
+        warnOfLinks(outcome, path_, report);
         if (!html_.empty()) {
             writePage(html_, countsHtml(counts, tarnmessage::quoted(path_)));
         }
