@@ -101,7 +101,8 @@ private:
     }
 
     Failure changed(const std::string& path) const {
-        return Failure(ExitCode::kFailed, "verify " + path_, path + " was changed while it was being read",
+        return Failure(ExitCode::kFailed, "verify " + tarnmessage::escaped(path_),
+                       tarnmessage::escaped(path) + " was changed while it was being read",
                        "run this again when nobody writes there, or on a copy");
     }
 
