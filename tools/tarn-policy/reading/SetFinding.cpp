@@ -94,5 +94,9 @@ std::string toJson(const SetFinding& finding) {
         json += ",\"answer\":";
         appendJsonNumber(json, static_cast<std::uint64_t>(finding.answer));
     }
+    if (finding.omitted != 0) {
+        json += ",\"omitted\":";
+        appendJsonNumber(json, finding.omitted);
+    }
     return json + "}";
 }

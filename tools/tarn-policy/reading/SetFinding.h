@@ -29,9 +29,10 @@ struct SetFinding {
     std::string code;
     std::string path;
     std::optional<std::size_t> offset;
-    std::string text;      // what is wrong; names in it are escaped
-    std::string expected;  // what would be right
-    int answer = 0;        // errno of the refused write, where the kernel refuses
+    std::string text;           // what is wrong; names in it are escaped
+    std::string expected;       // what would be right
+    int answer = 0;             // errno of the refused write, where the kernel refuses
+    std::uint64_t omitted = 0;  // not 0: stands for so many more findings of this kind in this file
 };
 
 using FindingSink = std::function<void(const SetFinding&)>;

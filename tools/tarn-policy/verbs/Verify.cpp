@@ -14,6 +14,7 @@
 #include "libtarnmessage/MessageText.h"
 #include "libtarnsort/SortFailure.h"
 #include "reading/DuplicateSearch.h"
+#include "reading/FindingLimit.h"
 #include "reading/SetCheck.h"
 #include "reading/SetNames.h"
 
@@ -66,15 +67,24 @@ protected:
         book.attach(&walk.functions());
         struct stat status {};
         const bool isDirectory = stat(path_.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
-        SetCheck check(book, {folderBefore(path_), isDirectory, looksAtModes_},
-                       [&](const SetFinding& finding) { tell(finding, report); });
+        FindingLimit limit([&](const SetFinding& finding) { tell(finding, report); });
+        std::string path;  // of the last finding; those of a file come one after the other
+        SetCheck check(book, {folderBefore(path_), isDirectory, looksAtModes_}, [&](const SetFinding& finding) {
+            if (finding.path != path) {
+                limit.release();
+                path = finding.path;
+            }
+            limit.add(finding);
+        });
         const tarnmessage::WalkOutcome outcome = walk.run(check);
         if (!outcome.problem.empty()) {
             throw Failure(ExitCode::kFailed, "read " + tarnmessage::escaped(path_), outcome.problem,
                           "name a folder with a set, or a message file, that you may read");
         }
         check.finish();
-        const std::uint64_t duplicates = findsDuplicates_ ? findDuplicates(outcome, report) : 0;
+        limit.release();
+        const std::uint64_t duplicates = findsDuplicates_ ? findDuplicates(outcome, limit) : 0;
+        limit.release();
         sumUp(outcome, check, duplicates, report);
         if (check.unreadable() != 0) {
             return ReadStatus::kTrouble;
@@ -91,9 +101,9 @@ private:
         }
     }
 
-    std::uint64_t findDuplicates(const tarnmessage::WalkOutcome& before, Report& report) const {
+    std::uint64_t findDuplicates(const tarnmessage::WalkOutcome& before, FindingLimit& limit) const {
         try {
-            return searchAgain(before, report);
+            return searchAgain(before, limit);
         } catch (const tarnsort::SortFailure& failure) {
             throw Failure(ExitCode::kFailed, failure.tried(), failure.reason(),
                           "make room in the folder for temporary files, or give --no-duplicates");
@@ -106,7 +116,7 @@ private:
                        "run this again when nobody writes there, or on a copy");
     }
 
-    std::uint64_t searchAgain(const tarnmessage::WalkOutcome& before, Report& report) const {
+    std::uint64_t searchAgain(const tarnmessage::WalkOutcome& before, FindingLimit& limit) const {
         DuplicateSearch search;
         RecordCollector collector(search);
         const tarnmessage::WalkOutcome outcome = tarnmessage::SetWalk(path_).run(collector);
@@ -122,11 +132,10 @@ private:
                               std::string& bytes) { return readAt(pathOf(place), place, bytes); },
                           [&](const DuplicateSearch::Place& first, const DuplicateSearch::Place& again) {
                               ++found;
-                              tell({Weight::kNotice, "duplicate-record", pathOf(again), again.offset,
-                                    "the same record stands in " + tarnmessage::escaped(pathOf(first)) + " at offset " +
-                                        std::to_string(first.offset),
-                                    "one of them", 0},
-                                   report);
+                              limit.add({Weight::kNotice, "duplicate-record", pathOf(again), again.offset,
+                                         "the same record stands in " + tarnmessage::escaped(pathOf(first)) +
+                                             " at offset " + std::to_string(first.offset),
+                                         "one of them", 0});
                           });
         } catch (const DuplicateSearch::Changed& change) {
             throw changed(pathOf(change.place));

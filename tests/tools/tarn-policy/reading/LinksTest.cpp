@@ -11,7 +11,6 @@ const std::string kWarning = std::string("tarn-policy: warning: ") + kSet +
 
 class LinksTest : public SetTest {
 protected:
-    // Without it first, so that what a verb says of the set itself is known.
     void SetUp() override {
         putSet();
         putSideFiles();

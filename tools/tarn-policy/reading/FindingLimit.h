@@ -1,0 +1,33 @@
+// Keeps a report short where one mistake is repeated in thousands of records.
+#ifndef TARN_POLICY_FINDING_LIMIT_H
+#define TARN_POLICY_FINDING_LIMIT_H
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <utility>
+
+#include "reading/SetFinding.h"
+
+// Hands findings on; of those of one kind in one file the first ones alone. The others are counted.
+class FindingLimit {
+public:
+    static constexpr std::uint64_t kMostAlike = 10;
+
+    explicit FindingLimit(FindingSink sink) : sink_(std::move(sink)) {}
+
+    void add(const SetFinding& finding);
+    // Tells how many were held back of each kind in each file since the last call.
+    void release();
+
+private:
+    struct Alike {
+        Weight weight = Weight::kNotice;
+        std::uint64_t count = 0;
+    };
+
+    FindingSink sink_;
+    std::map<std::pair<std::string, std::string>, Alike> alike_;  // by path and code
+};
+
+#endif
