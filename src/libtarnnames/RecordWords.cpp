@@ -6,15 +6,28 @@ namespace tarnnames {
 
 namespace {
 
-// A file whose records all differ must not fill the memory.
-constexpr std::size_t kMostKnown = 4096;
+std::size_t bytesOf(const RecordWords& words) {
+    std::size_t bytes = 0;
+    for (const std::vector<std::string>* names :
+         {&words.nameSpaces, &words.groups, &words.classes, &words.permissions}) {
+        for (const std::string& name : *names) {
+            bytes += sizeof name + name.size();
+        }
+    }
+    return bytes;
+}
 
 }  // namespace
 
 void RecordWordsCache::startFile(const std::string& fileName) {
     fileName_ = fileName;
+    clear();
+}
+
+void RecordWordsCache::clear() {
     known_.clear();
     last_ = nullptr;
+    bytes_ = 0;
 }
 
 const RecordWords& RecordWordsCache::of(const kernelmsg::PolicyNodeRecord& node) {
@@ -22,8 +35,8 @@ const RecordWords& RecordWordsCache::of(const kernelmsg::PolicyNodeRecord& node)
     if (last_ != nullptr && last_->first == key) {
         return last_->second;
     }
-    if (known_.size() >= kMostKnown) {
-        known_.clear();
+    if (known_.size() >= kMostKnown || bytes_ >= kMostBytes) {
+        clear();
     }
     const auto [place, isNew] = known_.try_emplace(key);
     if (isNew) {
@@ -32,6 +45,7 @@ const RecordWords& RecordWordsCache::of(const kernelmsg::PolicyNodeRecord& node)
         words.groups = groupsOf(book_.readings(fileName_, node.ext[1]));
         words.classes = book_.classes().classNames(node.permClass);
         words.permissions = book_.classes().permissionNames(node.permClass, node.perm);
+        bytes_ += bytesOf(words);
     }
     last_ = &*place;
     return last_->second;

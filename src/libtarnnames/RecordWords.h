@@ -2,6 +2,7 @@
 #ifndef TARN_NAMES_RECORD_WORDS_H
 #define TARN_NAMES_RECORD_WORDS_H
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -32,14 +33,21 @@ public:
     const RecordWords& of(const kernelmsg::PolicyNodeRecord& node);
     const NameBook& book() const { return book_; }
 
+    // What is kept at most, in words and in bytes of their names: records may all differ, and names be long.
+    static constexpr std::size_t kMostKnown = 4096;
+    static constexpr std::size_t kMostBytes = std::size_t{16} << 20U;
+    std::size_t knownBytes() const { return bytes_; }
+
 private:
     using Key = std::tuple<std::uint32_t, std::uint32_t, std::uint32_t>;  // namespace, class, permission
+    void clear();
     static Key keyOf(const kernelmsg::PolicyNodeRecord& node) { return {node.ext[1], node.permClass, node.perm}; }
 
     const NameBook& book_;
     std::string fileName_;
     std::map<Key, RecordWords> known_;
     const std::pair<const Key, RecordWords>* last_ = nullptr;
+    std::size_t bytes_ = 0;
 };
 
 // "a", "a or b", or `none`.

@@ -7,6 +7,20 @@
 
 namespace tarnrules {
 
+namespace {
+
+// Adds to a set that has room. False where it has none and the number is not there yet.
+template <typename Number>
+bool addNameless(std::set<Number>& nameless, const Number& number) {
+    if (nameless.size() < RuleNames::kMostNameless) {
+        nameless.insert(number);
+        return true;
+    }
+    return nameless.count(number) != 0;
+}
+
+}  // namespace
+
 std::vector<std::string> RuleNames::namesOf(std::uint32_t number) const {
     const std::set<std::string>& announced = announced_->names(number);
     if (!announced.empty()) {
@@ -25,6 +39,9 @@ std::vector<std::string> RuleNames::namesOf(std::uint32_t number) const {
 }
 
 const std::string& RuleNames::namespaceForm(std::uint32_t number) {
+    if (forms_.size() >= kMostForms && forms_.count(number) == 0) {
+        forms_.clear();
+    }
     const auto [place, isNew] = forms_.try_emplace(number);
     if (isNew) {
         const std::vector<std::string> names = namesOf(number);
@@ -34,7 +51,7 @@ const std::string& RuleNames::namespaceForm(std::uint32_t number) {
         }
         if (names.empty()) {
             append32(place->second, number);
-            namelessNamespaces_.insert(number);
+            hasMoreNameless_ = !addNameless(namelessNamespaces_, number) || hasMoreNameless_;
         }
     }
     return place->second;
@@ -43,7 +60,8 @@ const std::string& RuleNames::namespaceForm(std::uint32_t number) {
 const std::string* RuleNames::functionName(std::uint32_t namespaceNumber, std::uint32_t functionNumber) {
     const std::string* name = book_->functionsOf(namespaceNumber).findFunction(namespaceNumber, functionNumber);
     if (name == nullptr) {
-        namelessFunctions_.emplace(namespaceNumber, functionNumber);
+        hasMoreNameless_ =
+            !addNameless(namelessFunctions_, std::make_pair(namespaceNumber, functionNumber)) || hasMoreNameless_;
     }
     return name;
 }

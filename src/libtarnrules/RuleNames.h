@@ -2,6 +2,7 @@
 #ifndef TARN_RULES_RULE_NAMES_H
 #define TARN_RULES_RULE_NAMES_H
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <set>
@@ -24,15 +25,22 @@ public:
     // there, where that is certain: where the number is the name's checksum.
     void alsoAsk(const tarnnames::NameBook& other) { other_ = &other; }
 
-    // As the canonical form writes it: the names and how many, or none and the number.
+    // Numbers may be made up, and each of millions of records may have another one: no more than so many are kept.
+    static constexpr std::size_t kMostForms = 4096;
+    static constexpr std::size_t kMostNameless = 100;  // namespaces, and as many functions
+
+    // As the canonical form writes it: the names and how many, or none and the number. Valid until the next call.
     const std::string& namespaceForm(std::uint32_t number);
+    std::size_t keptForms() const { return forms_.size(); }
     // The function's name "module:function"; null where nobody tells.
     const std::string* functionName(std::uint32_t namespaceNumber, std::uint32_t functionNumber);
 
-    // Numbers that got no name so far.
+    // Numbers that got no name so far, at most kMostNameless of each kind.
     const std::set<std::uint32_t>& namelessNamespaces() const { return namelessNamespaces_; }
     // Namespace number and function number.
     const std::set<std::pair<std::uint32_t, std::uint32_t>>& namelessFunctions() const { return namelessFunctions_; }
+    // Whether there are more.
+    bool hasMoreNameless() const { return hasMoreNameless_; }
 
 private:
     std::vector<std::string> namesOf(std::uint32_t number) const;
@@ -43,6 +51,7 @@ private:
     std::map<std::uint32_t, std::string> forms_;
     std::set<std::uint32_t> namelessNamespaces_;
     std::set<std::pair<std::uint32_t, std::uint32_t>> namelessFunctions_;
+    bool hasMoreNameless_ = false;
 };
 
 }  // namespace tarnrules

@@ -105,6 +105,9 @@ std::vector<std::string> RuleSet::warnings() const {
         all.push_back("function " + std::to_string(function) + " of namespace " + std::to_string(nameSpace) +
                       " has no known name; its number stands in place of it");
     }
+    if (names_.hasMoreNameless()) {
+        all.emplace_back("more namespaces or functions have no known name; their numbers stand in place of them");
+    }
     return all;
 }
 

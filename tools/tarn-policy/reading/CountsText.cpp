@@ -103,7 +103,7 @@ std::vector<CountSection> sectionsOf(const SetCounts& counts) {
         {"Records by group", "groups", counts.by(&CountRow::group)},
         {"Records by class", "classes", counts.by(&CountRow::permClass)},
         {"Records by permission", "permissions", counts.by(&CountRow::permission)},
-        {"Records by file", "records", counts.by(&CountRow::file), true},
+        {"Records by file", "records", counts.byFile(), true},
         {"Bytes by file", "bytes", {}, true},
         {"Records by size in bytes", "sizes", {}},
         {"Policy messages by fill", "fill", {}},

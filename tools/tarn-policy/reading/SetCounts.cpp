@@ -9,33 +9,58 @@ namespace {
 
 constexpr std::size_t kLeastSize = 128;  // the first bound; each one is twice the one before
 
+std::string shortened(const std::string& text) {
+    const std::size_t most = SetCounts::kMostNameBytes;
+    return text.size() <= most ? text
+                               : text.substr(0, most) + "... (" + std::to_string(text.size() - most) + " more bytes)";
+}
+
 std::string named(std::uint32_t number, const std::vector<std::string>& names) {
-    return names.empty() ? std::to_string(number) : tarnnames::oneOf(names, "");
+    return names.empty() ? std::to_string(number) : shortened(tarnnames::oneOf(names, ""));
+}
+
+CountRow otherRow() {
+    return {"", SetCounts::kOthers, SetCounts::kOthers, SetCounts::kOthers, SetCounts::kOthers, 0};
 }
 
 }  // namespace
 
 void SetCounts::onFile(const std::string& name, std::string_view /*bytes*/) {
     words_.startFile(name);
+    startFile();
+}
+
+void SetCounts::startFile() {
     ofFile_.clear();
-    last_ = nullptr;
+    othersOfFile_.reset();
+    lastRow_ = nullptr;
     recordsOfFile_ = 0;
+}
+
+CountRow& SetCounts::rowOf(const tarnmessage::PolicyRecordView& record, const Numbers& numbers) {
+    auto place = ofFile_.find(numbers);
+    if (place == ofFile_.end()) {
+        if (ofFile_.size() >= kMostRowsOfFile) {
+            return othersOfFile_ ? *othersOfFile_ : othersOfFile_.emplace(otherRow());
+        }
+        place = ofFile_.try_emplace(numbers).first;
+        const tarnnames::RecordWords& words = words_.of(record.node);
+        CountRow& row = place->second;
+        row.group = shortened(tarnnames::oneOf(words.groups, "not told"));
+        row.nameSpace = named(record.nameId(), words.nameSpaces);
+        row.permClass = named(record.node.permClass, words.classes);
+        row.permission = row.permClass + ":" + named(record.node.perm, words.permissions);
+    }
+    return place->second;
 }
 
 void SetCounts::onPolicy(const tarnmessage::PolicyRecordView& record) {
     const Numbers numbers{record.nameId(), record.node.permClass, record.node.perm};
-    if (last_ == nullptr || last_->first != numbers) {
-        const auto [place, isNew] = ofFile_.try_emplace(numbers);
-        if (isNew) {
-            const tarnnames::RecordWords& words = words_.of(record.node);
-            place->second.group = tarnnames::oneOf(words.groups, "not told");
-            place->second.nameSpace = named(record.nameId(), words.nameSpaces);
-            place->second.permClass = named(record.node.permClass, words.classes);
-            place->second.permission = place->second.permClass + ":" + named(record.node.perm, words.permissions);
-        }
-        last_ = &*place;
+    if (lastRow_ == nullptr || lastNumbers_ != numbers) {
+        lastRow_ = &rowOf(record, numbers);
+        lastNumbers_ = numbers;
     }
-    ++last_->second.records;
+    ++lastRow_->records;
     ++recordsOfFile_;
     std::size_t index = 0;
     for (std::size_t bound = kLeastSize; index + 1 < kSizes && record.bytes.size() >= bound; bound *= 2) {
@@ -55,24 +80,58 @@ void SetCounts::onFileEnd(const tarnmessage::FileReport& file) {
         const std::uint64_t byRecords = recordsOfFile_ * kTenths / kernelmsg::kRecordsPerMessage;
         ++fill_[std::min<std::uint64_t>(std::max(byBytes, byRecords), kTenths - 1)];
     }
-    for (auto& [numbers, row] : ofFile_) {
-        row.file = file.name;
-        rows_.push_back(std::move(row));
-    }
-    ofFile_.clear();
-    last_ = nullptr;
-    recordsOfFile_ = 0;
+    keepRows(file.name);
+    startFile();
 }
 
-std::vector<std::pair<std::string, std::uint64_t>> SetCounts::by(Column column) const {
-    std::map<std::string, std::uint64_t> sums;
-    for (const CountRow& row : rows_) {
-        sums[row.*column] += row.records;
+void SetCounts::keepRows(const std::string& file) {
+    CountRow others = othersOfFile_.value_or(otherRow());
+    for (auto& [numbers, row] : ofFile_) {
+        addToSums(row);
+        if (rows_.size() < kMostRows) {
+            row.file = file;
+            rows_.push_back(std::move(row));
+        } else {
+            others.records += row.records;
+        }
     }
-    std::vector<std::pair<std::string, std::uint64_t>> sorted(sums.begin(), sums.end());
-    std::stable_sort(sorted.begin(), sorted.end(),
+    if (othersOfFile_) {
+        addToSums(*othersOfFile_);
+    }
+    if (others.records != 0) {
+        others.file = file;
+        rows_.push_back(std::move(others));
+    }
+}
+
+void SetCounts::addToSums(const CountRow& row) {
+    for (std::size_t column = 0; column < kSummed.size(); ++column) {
+        Sums& sums = sums_[column];
+        const std::string& name = row.*kSummed[column];
+        sums[sums.size() < kMostNames || sums.count(name) != 0 ? name : kOthers] += row.records;
+    }
+}
+
+SetCounts::Bars SetCounts::by(Column column) const {
+    const auto place = std::find(kSummed.begin(), kSummed.end(), column);
+    const Sums& sums = sums_[static_cast<std::size_t>(place - kSummed.begin())];
+    return sorted({sums.begin(), sums.end()});
+}
+
+SetCounts::Bars SetCounts::byFile() const {
+    Bars bars;
+    for (const FileCount& file : files_) {
+        if (file.records != 0) {
+            bars.emplace_back(file.file, file.records);
+        }
+    }
+    return sorted(std::move(bars));
+}
+
+SetCounts::Bars SetCounts::sorted(Bars bars) {
+    std::stable_sort(bars.begin(), bars.end(),
                      [](const auto& left, const auto& right) { return left.second > right.second; });
-    return sorted;
+    return bars;
 }
 
 std::string SetCounts::sizeName(std::size_t index) {

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -37,12 +38,22 @@ public:
     void onPolicy(const tarnmessage::PolicyRecordView& record) override;
     void onFileEnd(const tarnmessage::FileReport& file) override;
 
+    // Numbers and names may be made up, and every record may have others. What goes beyond these bounds is summed up under
+    // kOthers: rows of one file, rows of the set (for all further files one row each), names of one column.
+    static constexpr std::size_t kMostRowsOfFile = 4096;
+    static constexpr std::size_t kMostRows = 100000;
+    static constexpr std::size_t kMostNames = 10000;
+    static constexpr char kOthers[] = "(others)";
+    static constexpr std::size_t kMostNameBytes = 255;  // of each name in a row; what is longer is cut and says so
+
     const std::vector<CountRow>& rows() const { return rows_; }
     const std::vector<FileCount>& files() const { return files_; }
 
-    // Records by one column of the rows, the most first.
+    // Records by one column, or by file, the most first.
     using Column = std::string CountRow::*;
-    std::vector<std::pair<std::string, std::uint64_t>> by(Column column) const;
+    using Bars = std::vector<std::pair<std::string, std::uint64_t>>;
+    Bars by(Column column) const;
+    Bars byFile() const;
 
     // Policy messages by how full they are, in tenths: by their records or their bytes, whichever is nearer to the bound.
     static constexpr std::size_t kTenths = 10;
@@ -58,12 +69,26 @@ public:
 
 private:
     using Numbers = std::tuple<std::uint32_t, std::uint32_t, std::uint32_t>;
+    using Sums = std::map<std::string, std::uint64_t>;
+
+    static constexpr std::size_t kColumns = 4;
+    static constexpr std::array<Column, kColumns> kSummed{&CountRow::group, &CountRow::nameSpace, &CountRow::permClass,
+                                                          &CountRow::permission};
+
+    void startFile();
+    CountRow& rowOf(const tarnmessage::PolicyRecordView& record, const Numbers& numbers);
+    void keepRows(const std::string& file);
+    void addToSums(const CountRow& row);
+    static Bars sorted(Bars bars);
 
     tarnnames::RecordWordsCache words_;
     std::map<Numbers, CountRow> ofFile_;
-    std::pair<const Numbers, CountRow>* last_ = nullptr;
+    std::optional<CountRow> othersOfFile_;
+    Numbers lastNumbers_;
+    CountRow* lastRow_ = nullptr;  // of these numbers; null before the first record of a file
     std::uint64_t recordsOfFile_ = 0;
     std::vector<CountRow> rows_;
+    std::array<Sums, kColumns> sums_;
     std::vector<FileCount> files_;
     std::array<std::uint64_t, kTenths> fill_{};
     std::array<std::uint64_t, kSizes> sizes_{};
