@@ -1,73 +1,67 @@
 #!/bin/bash
-# How fast tarn-policy reads: verify and inspect --json over a set of about 1 GB, as a ratio to cat of the same bytes to
-# /dev/null. Every figure is the best of three runs, in seconds of one core (user and system time) and of the clock.
-# usage: bench/reading.sh [BUILD-FOLDER] [MEGABYTES]        a Release build; python3 makes the set
+# How fast tarn-policy reads, and in how much memory: each verb over compiled sets of about 1 GB, as a ratio to cat of the
+# same bytes to /dev/null. Times are the best of some runs, memory is the most of any. Builds build-bench, optimised.
+# usage: bench/reading.sh [MEGABYTES] [RUNS]        1000 and 3 by default
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
-readonly tool=$PWD/${1:-build}/bin/tarn-policy megabytes=${2:-1000}
-folder=$(mktemp -d)
+source scripts/setup.sh
+readonly build=build-bench megabytes=${1:-1000} runs=${2:-3}
+
+needPackages "${buildPackages[@]}" python3
+configure "$build" -DCMAKE_BUILD_TYPE=Release -DTARN_BENCH=ON -DTARN_TESTS=OFF
+compile "$build" bench-reading
+
+folder=$(mktemp -d "$PWD/$build/reading.XXXXXX")
 trap 'rm -rf "$folder"' EXIT
 
-# Plain records, 10,000 a message, or records of about 300 bytes with a condition and an action.
-makeSet() {
-    python3 - "$folder/$1" "$1" "$megabytes" <<'PYTHON'
-import os, struct, sys
-folder, kind, megabytes = sys.argv[1], sys.argv[2], int(sys.argv[3])
-os.makedirs(folder)
+# table FOLDER: a row for each verb.
+table() {
+    TMPDIR=$folder python3 - "$PWD/$build/bin/tarn-policy" "$1/.policydata" "$runs" <<'PYTHON'
+import os, subprocess, sys, time
+tool, path, runs = sys.argv[1], sys.argv[2], int(sys.argv[3])
+size = sum(entry.stat().st_size for entry in os.scandir(path))
 
-def write(name, count, size, type, body=b""):
-    length = 20 + len(body) + (4 if size else 0)
-    with open(os.path.join(folder, name), "wb") as file:
-        file.write(struct.pack("<5I", 1, length, size, count, type) + body + (b"\xff\xff\x34\x12" if size else b""))
+def measure(words):
+    """Seconds of all cores, seconds by the clock, MiB."""
+    results = []
+    for _ in range(runs):
+        begin = time.monotonic()
+        child = subprocess.Popen(words, stdout=subprocess.DEVNULL)
+        _, status, usage = os.wait4(child.pid, 0)
+        child.returncode = os.waitstatus_to_exitcode(status)
+        if child.returncode != 0:
+            sys.exit(f"reading.sh: {' '.join(words)} ends with {child.returncode}")
+        results.append((usage.ru_utime + usage.ru_stime, time.monotonic() - begin, usage.ru_maxrss / 1024))
+    return min(one[0] for one in results), min(one[1] for one in results), max(one[2] for one in results)
 
-def node(type, value=0, function=0, params=b"", count=0, name=b""):
-    return struct.pack("<5I", type, value, function, count, len(name)) + name + params
-
-net = 4075427327
-block = struct.pack("<7I", 0x5A5AA5A5, net, 3, 1, 0, 0, 0) + b"net" + struct.pack("<2I", 1, 12) + b"netmod:check"
-text = b"/srv/some/where/else"
-params = struct.pack("<IIq", 2, 0, 7) + struct.pack("<II", 3, len(text)) + text
-condition = [node(2), node(4, 0, 1, params, 2), node(1), node(12, 1, name=b"net:usb_block")]
-action = node(4, 0, 1, params, 2)
-tail = b"" if kind == "plain" else b"".join(condition) + action
-counts = (0, 0) if kind == "plain" else (len(condition), 1)
-perMessage = 10000 if kind == "plain" else 1048552 // (100 + len(tail))
-write("beginmsg", 0, 0, 1)
-write("namemsg", 1, 24, 4, block)
-written = number = index = 0
-while written < megabytes * 1000000:
-    body = b"".join(
-        struct.pack("<3I6Q10I", 0x5A5AA5A5, 1, 0, number + i, 1, 2, (number + i) * 7, 3, 4, 0, 1, 2, 0, net, 0, 0, 0,
-                    *counts) + tail for i in range(perMessage))
-    write("base_0_net_g_%d" % index if kind == "plain" else "base_%d_net_g_0" % index, perMessage, 96, 3, body)
-    number, index, written = number + perMessage, index + 1, written + len(body)
-write("endmsg", 0, 0, 2)
+cat = measure(["bash", "-c", f"cat '{path}'/*"])
+print(f"{size} bytes; cat {cat[0]:.3f} s of the processors, {cat[1]:.3f} s by the clock")
+missed = 0
+# Words, how often the bytes are in the sets that are named, MiB at most.
+for words, sets, bound in (("verify --copy --no-duplicates", 1, 64), ("verify --copy", 1, 512), ("inspect --json", 1, 64),
+                           ("stat", 1, 64), ("digest", 1, 192), ("diff", 2, 384)):
+    cpu, clock, peak = measure([tool, *words.split(), *[path] * sets])
+    missed += peak > bound
+    print(f"  {words:30} {cpu:8.3f} s of the processors, {clock:8.3f} s by the clock, {cpu / cat[0] / sets:6.1f} and "
+          f"{clock / cat[1] / sets:6.1f} times cat, {size * sets / clock / 1e9:5.2f} GB/s, {peak:4.0f} MiB, at most "
+          f"{bound} {'MISSED' if peak > bound else 'met'}")
+sys.exit(1 if missed else 0)
 PYTHON
 }
 
-# measure WORDS...: best of three, "CPU-SECONDS CLOCK-SECONDS".
-measure() {
-    local run best=
-    local TIMEFORMAT='%U %S %R'
-    for run in 1 2 3; do
-        local times
-        times=$({ time "$@" >/dev/null; } 2>&1 | awk '{ printf "%.3f %.3f", $1 + $2, $3 }')
-        best=$(printf '%s\n%s\n' "$best" "$times" | awk 'NF' | sort -n | head -1)
-    done
-    echo "$best"
+load() {
+    cut -d ' ' -f 1-3 /proc/loadavg
 }
 
+echo "$jobs processors, load $(load), $(uname -sr)"
+status=0
 for kind in plain conditions; do
-    makeSet "$kind"
-    bytes=$(cat "$folder/$kind"/* | wc -c)
-    read -r catCpu catClock <<<"$(measure bash -c "cat '$folder/$kind'/*")"
-    echo "$kind: $bytes bytes; cat $catCpu s of one core, $catClock s"
-    for words in "verify --copy --no-duplicates" "verify --copy" "inspect --json"; do
-        # shellcheck disable=SC2086
-        read -r cpu clock <<<"$(measure "$tool" $words "$folder/$kind")"
-        awk -v words="$words" -v cpu="$cpu" -v clock="$clock" -v cat="$catCpu" -v bytes="$bytes" \
-            'BEGIN { printf "  %-30s %7.3f s of one core, %7.3f s, %6.1f times cat, %6.2f GB/s\n", words, cpu, clock,
-                     cpu / cat, bytes / cpu / 1e9 }'
-    done
+    mkdir "$folder/$kind"
+    made=$("$build/bin/tarn-sandbox" --kernel=none --etc "$folder/$kind" -- "$build/bench/ReadingSetBench" "$kind" \
+        "$megabytes")
+    printf '%s: %s, ' "$kind" "$made"
+    table "$folder/$kind" || status=1
     rm -rf "${folder:?}/$kind"
 done
+echo "load $(load)"
+exit "$status"
