@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "libtarnpolicysync/compiler/RuleSlice.h"
 #include "libtarnpolicysync/compiler/SliceCompiler.h"
 #include "libtarnpolicysync/compiler/SliceWorkers.h"
 
@@ -16,10 +17,12 @@ public:
 
     // Compiles each slice on its own thread into message files whose names begin with `stem` and the slice number, and
     // ends it there. Gives every slice's status, by slice; that of a slice whose thread can't be started is 1.
-    std::vector<int> compile(std::vector<std::vector<PolicyNode>>& slices, const std::string& stem);
+    std::vector<int> compile(std::vector<RuleSlice>& slices, const std::string& stem);
 
-    // The body of one thread: compiles the slice and adds its status to the results, which the mutex guards.
-    static int compileSlice(SliceCompiler& compiler, const std::string& prefix, const std::vector<PolicyNode>& slice,
+    // The body of one thread: compiles the rules, which views can be had of, and adds the status to the results, which
+    // the mutex guards.
+    template <typename Rule>
+    static int compileSlice(SliceCompiler& compiler, const std::string& prefix, const std::vector<Rule>& rules,
                             std::vector<int>& results, std::mutex& mutex);
 
 private:

@@ -12,6 +12,8 @@ namespace {
 // Guards the results of the compiler threads, whichever manager and stage started them.
 std::mutex g_mutex;
 
+}  // namespace
+
 bool canBeCutInto(int count) {
     if (count < 1) {
         TARN_LOG(kLogError, "###ERROR: in splitVector, wrong threadnum n");
@@ -20,15 +22,15 @@ bool canBeCutInto(int count) {
     return true;
 }
 
-}  // namespace
-
 int splitVector(const std::vector<PolicyNode>& nodes, int n, std::vector<std::vector<PolicyNode>>& slices) {
     if (!canBeCutInto(n)) {
         return 1;
     }
     const auto count = static_cast<std::size_t>(n);
     for (std::size_t index = 0; index < count; ++index) {
-        slices[index] = copySlice(nodes, count, index);
+        const SliceRange range = sliceRange(nodes.size(), count, index);
+        const auto first = nodes.begin() + static_cast<std::ptrdiff_t>(range.begin);
+        slices[index] = {first, first + static_cast<std::ptrdiff_t>(range.length)};
     }
     return 0;
 }
@@ -42,24 +44,26 @@ PolicyModuleManagerInterface::Private::CompilerThreads::CompilerThreads(PolicyMo
     }
 }
 
+template <typename Rule>
 int PolicyModuleManagerInterface::Private::CompilerThreads::compileSlice(SliceCompiler& compiler,
                                                                          const std::string& prefix,
-                                                                         const std::vector<PolicyNode>& slice,
+                                                                         const std::vector<Rule>& rules,
                                                                          std::vector<int>& results, std::mutex& mutex) {
-    const int status = compiler.compile(prefix, slice);
+    const int status = compiler.compile(prefix, rules);
     const std::lock_guard<std::mutex> lock(mutex);
     results.push_back(status);
     return status;
 }
 
-std::vector<int> PolicyModuleManagerInterface::Private::CompilerThreads::compile(
-    std::vector<std::vector<PolicyNode>>& slices, const std::string& stem) {
+std::vector<int> PolicyModuleManagerInterface::Private::CompilerThreads::compile(std::vector<RuleSlice>& slices,
+                                                                                 const std::string& stem) {
     std::vector<int> results;
     std::vector<int> statuses(slices.size(), 0);
     const SliceWorkers::Task compileOne = [&](std::size_t index) {
         try {
-            const std::vector<PolicyNode> slice = std::move(slices[index]);
-            statuses[index] = compileSlice(compilers_[index], paths::slicePrefix(stem, index), slice, results, g_mutex);
+            const RuleSlice slice = std::move(slices[index]);
+            statuses[index] =
+                compileSlice(compilers_[index], paths::slicePrefix(stem, index), slice.rules(), results, g_mutex);
         } catch (const std::exception&) {  // out of memory, or a table that can't be locked: the caller's line says so
             statuses[index] = 1;
         }
@@ -68,7 +72,7 @@ std::vector<int> PolicyModuleManagerInterface::Private::CompilerThreads::compile
     for (std::size_t index = 0; index < slices.size(); ++index) {
         if (workers_.isMissing(index)) {
             statuses[index] = 1;
-        } else if (!slices[index].empty()) {  // an empty slice writes nothing and succeeds
+        } else if (!slices[index].rules().empty()) {  // an empty slice writes nothing and succeeds
             indices.push_back(index);
         }
     }

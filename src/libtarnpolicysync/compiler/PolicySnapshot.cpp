@@ -20,13 +20,21 @@ std::size_t countRules(const Table& table) {
     return count;
 }
 
+void copySlice(const std::vector<PolicyNode>& rules, std::size_t count, std::size_t index, RuleSlice& slice) {
+    const SliceRange range = sliceRange(rules.size(), count, index);
+    slice.reserve(range.length);
+    for (std::size_t offset = 0; offset < range.length; ++offset) {
+        slice.add(rules[range.begin + offset]);
+    }
+}
+
 // Slice `index` of every section. An exception (there is none but for want of memory) is kept for the caller.
 void copySlices(const Table& table, std::vector<SectionSnapshot>& sections, std::size_t index,
                 std::exception_ptr& failure) {
     try {
         auto section = sections.begin();
         for (const auto& [key, group] : table) {
-            section->slices[index] = copySlice(group.vecPolicy, section->slices.size(), index);
+            copySlice(group.vecPolicy, section->slices.size(), index, section->slices[index]);
             ++section;
         }
     } catch (...) {
@@ -40,7 +48,7 @@ std::vector<SectionSnapshot> takeSnapshot(const Table& table, std::size_t sliceC
     std::vector<SectionSnapshot> sections;
     sections.reserve(table.size());
     for (const auto& [key, group] : table) {
-        sections.push_back({key, std::vector<std::vector<PolicyNode>>(sliceCount)});
+        sections.push_back({key, std::vector<RuleSlice>(sliceCount)});
     }
     if (sliceCount == 0) {  // a host's own manager may say so; the caller refuses it
         return sections;

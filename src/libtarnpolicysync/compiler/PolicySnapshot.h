@@ -7,11 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "libtarnpolicysync/PolicyTypes.h"
+#include "libtarnpolicysync/compiler/RuleSlice.h"
 
 struct SectionSnapshot {
     std::string key;
-    std::vector<std::vector<PolicyNode>> slices;
+    std::vector<RuleSlice> slices;
 };
 
 // Copies the whole table; the caller holds its mutex. Large tables are copied by helper threads, one a slice, which

@@ -3,18 +3,20 @@
 #define TARN_COMPILER_RULE_SLICES_H
 
 #include <cstddef>
-#include <vector>
 
-#include "libtarnpolicysync/PolicyTypes.h"
+struct SliceRange {
+    std::size_t begin;
+    std::size_t length;
+};
 
-// A deep copy of slice `index` of `count`, which is at least 1.
-inline std::vector<PolicyNode> copySlice(const std::vector<PolicyNode>& rules, std::size_t count, std::size_t index) {
-    const std::size_t base = rules.size() / count;
-    const std::size_t rest = rules.size() % count;
-    const std::size_t begin = index * base + (index < rest ? index : rest);
-    const std::size_t length = base + (index < rest ? 1 : 0);
-    const auto first = rules.begin() + static_cast<std::ptrdiff_t>(begin);
-    return {first, first + static_cast<std::ptrdiff_t>(length)};
+// Slice `index` of `count`, which is at least 1, of so many rules.
+inline SliceRange sliceRange(std::size_t rules, std::size_t count, std::size_t index) {
+    const std::size_t base = rules / count;
+    const std::size_t rest = rules % count;
+    return {index * base + (index < rest ? index : rest), base + (index < rest ? 1 : 0)};
 }
+
+// Whether rules can be cut into so many slices; complains where not.
+bool canBeCutInto(int count);
 
 #endif

@@ -1,14 +1,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
-#include <iterator>
 
 #include "Common/DirectoryStream.h"
 #include "Common/Log.h"
 #include "libtarnpolicysync/Paths.h"
 #include "libtarnpolicysync/compiler/CompilerThreads.h"
+#include "libtarnpolicysync/compiler/RuleSlices.h"
 #include "libtarnpolicysync/core/PipelineSteps.h"
 
 using pipeline::report;
@@ -24,6 +23,17 @@ bool isRegularFile(const std::string& path) {
 // sieve: the removal looks at the file itself.
 bool isPolicyEntry(const dirent& entry) {
     return entry.d_name[0] != '.' && !paths::isFrameMessage(entry.d_name) && entry.d_type == DT_REG;
+}
+
+std::vector<RuleSlice> cut(const std::vector<const PolicyNode*>& rules, std::size_t count) {
+    std::vector<RuleSlice> slices(count);
+    for (std::size_t index = 0; index < count; ++index) {
+        const SliceRange range = sliceRange(rules.size(), count, index);
+        for (std::size_t offset = 0; offset < range.length; ++offset) {
+            slices[index].add(*rules[range.begin + offset]);
+        }
+    }
+    return slices;
 }
 
 // Removes the files of the set that carry the tag. Links are neither followed nor removed.
@@ -82,15 +92,10 @@ int PolicyModuleManagerInterface::compileSectionPolicyMsg(std::string first, std
             }
         }
     }
-    std::vector<PolicyNode> rules;
-    rules.reserve(matches.size());
-    std::transform(matches.begin(), matches.end(), std::back_inserter(rules),
-                   [](const PolicyNode* rule) { return *rule; });
-    std::vector<std::vector<PolicyNode>> slices(threadnum);
-    if (splitVector(rules, threadnum, slices) != 0) {
+    if (!canBeCutInto(threadnum)) {
         return 1;
     }
-    rules.clear();
+    std::vector<RuleSlice> slices = cut(matches, threadnum);
     const std::string stem = key + paths::sectionTag(first, second);
     Private::CompilerThreads threads(*this, paths::kSectionData);
     const std::vector<int> statuses = threads.compile(slices, stem);

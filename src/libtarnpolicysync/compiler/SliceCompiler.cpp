@@ -57,9 +57,20 @@ int writeMessage(const MessageBuffer& message, const std::string& path) {
 }  // namespace
 
 int PolicyModuleManagerInterface::Private::SliceCompiler::compile(const std::string& prefix,
-                                                                  const std::vector<PolicyNode>& slice) {
+                                                                  const std::vector<RuleView>& rules) {
+    return compileAll(prefix, rules);
+}
+
+int PolicyModuleManagerInterface::Private::SliceCompiler::compile(const std::string& prefix,
+                                                                  const std::vector<PolicyNode>& rules) {
+    return compileAll(prefix, rules);
+}
+
+template <typename Rule>
+int PolicyModuleManagerInterface::Private::SliceCompiler::compileAll(const std::string& prefix,
+                                                                     const std::vector<Rule>& rules) {
     prefix_ = prefix;
-    int status = addRules(slice);
+    int status = addRules(rules);
     if (status == 0) {
         status = flushAll();
     }
@@ -67,9 +78,10 @@ int PolicyModuleManagerInterface::Private::SliceCompiler::compile(const std::str
     return status;
 }
 
-int PolicyModuleManagerInterface::Private::SliceCompiler::addRules(const std::vector<PolicyNode>& slice) {
-    for (const PolicyNode& rule : slice) {
-        if (const int status = addRule(rule)) {
+template <typename Rule>
+int PolicyModuleManagerInterface::Private::SliceCompiler::addRules(const std::vector<Rule>& rules) {
+    for (const Rule& rule : rules) {
+        if (const int status = addRule(viewOf(rule))) {
             return status;
         }
     }
@@ -94,6 +106,8 @@ void PolicyModuleManagerInterface::Private::SliceCompiler::dropGroups() {
     }
     groups_.clear();
     lastGroup_ = nullptr;
+    lastHead_ = nullptr;
+    last_ = {};
 }
 
 std::unique_ptr<MessageBuffer> PolicyModuleManagerInterface::Private::SliceCompiler::takeBuffer() {
@@ -113,11 +127,14 @@ PolicyModuleManagerInterface::Private::SliceCompiler::groupOf(const PolicyNode& 
 }
 
 // One record for each pair, those of the first subject first.
-int PolicyModuleManagerInterface::Private::SliceCompiler::addRule(const PolicyNode& rule) {
-    GroupMap::value_type& entry = groupOf(rule);
-    Template last;
-    for (const TARN_ID& subject : rule.vecSubjectId) {
-        if (const int status = addRecords(entry, rule, subject, last)) {
+int PolicyModuleManagerInterface::Private::SliceCompiler::addRule(const RuleView& rule) {
+    if (rule.head != lastHead_) {
+        lastGroup_ = &groupOf(*rule.head);
+        lastHead_ = rule.head;
+        last_ = {};
+    }
+    for (std::size_t index = 0; index < rule.subjectCount; ++index) {
+        if (const int status = addRecords(*lastGroup_, rule, rule.subjects[index])) {
             return status;
         }
     }
@@ -126,32 +143,30 @@ int PolicyModuleManagerInterface::Private::SliceCompiler::addRule(const PolicyNo
 
 // How many of the wanted records can be copied: none without a record to copy from, and none where it does not fit.
 std::size_t PolicyModuleManagerInterface::Private::SliceCompiler::copiesThatFit(const MessageGroup& group,
-                                                                                const Template& last,
-                                                                                std::size_t wanted) {
-    if (last.length == 0) {
+                                                                                std::size_t wanted) const {
+    if (last_.length == 0) {
         return 0;
     }
     const auto places = static_cast<std::size_t>(kernelmsg::kRecordsPerMessage - group.records);
-    return std::min({wanted, places, group.message->remaining() / last.length});
+    return std::min({wanted, places, group.message->remaining() / last_.length});
 }
 
-// The records of one subject. Once the rule's first record stands in the message, as many as fit are copied from it.
-int PolicyModuleManagerInterface::Private::SliceCompiler::addRecords(GroupMap::value_type& entry,
-                                                                     const PolicyNode& rule, const TARN_ID& subject,
-                                                                     Template& last) {
+// The records of one subject. Once the first record of a run stands in the message, as many as fit are copied from it.
+int PolicyModuleManagerInterface::Private::SliceCompiler::addRecords(GroupMap::value_type& entry, const RuleView& rule,
+                                                                     const TARN_ID& subject) {
     MessageGroup& group = entry.second;
     MessageBuffer& message = *group.message;
-    for (std::size_t done = 0; done < rule.vecObjectId.size();) {
+    for (std::size_t done = 0; done < rule.objectCount;) {
         if (group.records == 0) {
             TARN_LOG(kLogDetail, "###INFO: 新的策略消息...");
             message.restart();
-            last = {};
+            last_ = {};
         }
-        const TARN_ID* objects = &rule.vecObjectId[done];
-        std::size_t count = copiesThatFit(group, last, rule.vecObjectId.size() - done);
+        const TARN_ID* objects = rule.objects + done;
+        std::size_t count = copiesThatFit(group, rule.objectCount - done);
         if (count != 0) {
-            message.advance(copyRecords(message.cursor, last.bytes, last.length, subject, objects, count));
-        } else if (const int status = encode(message, rule, subject, *objects, last)) {
+            message.advance(copyRecords(message.cursor, last_.bytes, last_.length, subject, objects, count));
+        } else if (const int status = encode(message, *rule.head, subject, *objects)) {
             return status;
         } else {
             count = 1;
@@ -167,18 +182,17 @@ int PolicyModuleManagerInterface::Private::SliceCompiler::addRecords(GroupMap::v
     return 0;
 }
 
-// Through the encoder: the first record of a rule in a message, and one that does not fit any more, so that the same
+// Through the encoder: the first record of a run in a message, and one that does not fit any more, so that the same
 // bytes stay behind and the same line is logged.
 int PolicyModuleManagerInterface::Private::SliceCompiler::encode(MessageBuffer& message, const PolicyNode& rule,
-                                                                 const TARN_ID& subject, const TARN_ID& object,
-                                                                 Template& last) {
+                                                                 const TARN_ID& subject, const TARN_ID& object) {
     const char* start = message.cursor;
     const unsigned int status = encodeRecord(lookup_, rule, subject, object, {message.cursor, message.used});
     if (status != 0) {
         TARN_LOG(kLogError, "###ERROR: in compileKernelPolicyThread, makeSinglePolicy error");
         return static_cast<int>(status);
     }
-    last = {start, static_cast<unsigned long>(message.cursor - start)};
+    last_ = {start, static_cast<unsigned long>(message.cursor - start)};
     return 0;
 }
 

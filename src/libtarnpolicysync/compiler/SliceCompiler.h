@@ -12,6 +12,7 @@
 
 #include "libtarnpolicysync/MessageBuffer.h"
 #include "libtarnpolicysync/compiler/NumberLookup.h"
+#include "libtarnpolicysync/compiler/RuleSlice.h"
 
 class PolicyModuleManagerInterface::Private::SliceCompiler {
 public:
@@ -19,7 +20,8 @@ public:
         : dump_(manager.logflag), directory_(std::move(directory)), lookup_(manager) {}
 
     // Stops at the first failure and returns its status: unfinished messages are dropped, written files stay.
-    int compile(const std::string& prefix, const std::vector<PolicyNode>& slice);
+    int compile(const std::string& prefix, const std::vector<RuleView>& rules);
+    int compile(const std::string& prefix, const std::vector<PolicyNode>& rules);
 
 private:
     // Rules of one group and namespace share messages; the fields are compared in this order.
@@ -32,23 +34,25 @@ private:
     };
     using GroupMap = std::map<GroupKey, MessageGroup>;
 
-    // The bytes of the rule's first record in the message: all that the records of its other pairs differ in are 52
-    // bytes. Null before there is one.
+    // The bytes of the first record of a run of rules in the message: all that the records of other pairs and rules of
+    // the run differ in are 52 bytes. Null before there is one.
     struct Template {
         const char* bytes = nullptr;
         unsigned long length = 0;
     };
 
-    int addRules(const std::vector<PolicyNode>& slice);
+    template <typename Rule>
+    int compileAll(const std::string& prefix, const std::vector<Rule>& rules);
+    template <typename Rule>
+    int addRules(const std::vector<Rule>& rules);
     int flushAll();
     void dropGroups();
     std::unique_ptr<MessageBuffer> takeBuffer();
     GroupMap::value_type& groupOf(const PolicyNode& rule);
-    int addRule(const PolicyNode& rule);
-    int addRecords(GroupMap::value_type& entry, const PolicyNode& rule, const TARN_ID& subject, Template& last);
-    static std::size_t copiesThatFit(const MessageGroup& group, const Template& last, std::size_t wanted);
-    int encode(MessageBuffer& message, const PolicyNode& rule, const TARN_ID& subject, const TARN_ID& object,
-               Template& last);
+    int addRule(const RuleView& rule);
+    int addRecords(GroupMap::value_type& entry, const RuleView& rule, const TARN_ID& subject);
+    std::size_t copiesThatFit(const MessageGroup& group, std::size_t wanted) const;
+    int encode(MessageBuffer& message, const PolicyNode& rule, const TARN_ID& subject, const TARN_ID& object);
 
     std::string pathOf(const GroupMap::value_type& entry) const;
     void finishMessage(MessageGroup& group) const;
@@ -61,7 +65,9 @@ private:
     std::string prefix_;
     GroupMap groups_;
     GroupMap::value_type* lastGroup_ = nullptr;  // rules come in runs
-    std::unique_ptr<MessageBuffer> spare_;       // of an earlier slice: many slices have one group of few records
+    const PolicyNode* lastHead_ = nullptr;       // of the run
+    Template last_;
+    std::unique_ptr<MessageBuffer> spare_;  // of an earlier slice: many slices have one group of few records
 };
 
 #endif

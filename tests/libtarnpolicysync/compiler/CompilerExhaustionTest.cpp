@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "libtarnpolicysync/Paths.h"
+#include "libtarnpolicysync/compiler/RuleSlice.h"
 #include "support/AllocationFaults.h"
 #include "support/Bytes.h"
 #include "support/CompilerManager.h"
@@ -41,7 +42,7 @@ protected:
         EXPECT_TRUE(testbytes::sameFiles(model::policyFiles(numbers_, groups_, count),
                                          testbytes::readFiles(paths::kPolicyDataTmp)));
     }
-    static std::size_t bytesOf(std::size_t rules) { return rules * sizeof(PolicyNode); }
+    static std::size_t bytesOf(std::size_t rules) { return rules * sizeof(RuleView); }  // a slice's list of rules
 
     model::Numbers numbers_ = samples::numbers();
     CompilerManager manager_{numbers_};

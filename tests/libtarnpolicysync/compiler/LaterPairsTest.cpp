@@ -1,6 +1,6 @@
-// The later records of a rule are made from its first one. Here the same rules go the plain way, one call of
-// makeSinglePolicy for each pair: files, log lines and status must be the same, whatever fails and wherever the
-// megabyte ends.
+// The later records of a rule are made from its first one, and in the compilation of a table also those of the rules after
+// it that differ in identifiers alone. Here the same rules go the plain way, one call of makeSinglePolicy for each pair:
+// files, log lines and status must be the same, whatever fails and wherever the megabyte ends.
 #include <filesystem>
 #include <map>
 #include <set>
@@ -112,18 +112,34 @@ PolicyNode filler(PolicyNode rule, std::size_t bytes) {
 
 class LaterPairs : public CompilerThread {
 protected:
-    // Both ways; the lines come back.
+    // By the plain way, by one compiler thread, and in a table; the lines come back.
     std::vector<Line> sameBothWays(CompilerManager& manager, const std::vector<PolicyNode>& rules) {
         PlainThread plain(manager, "base_0");
         const int status = plain.compile(rules);
+        clear();
+        EXPECT_EQ(manager.compileKernelPolicyThread("base_0", rules, paths::kPolicyDataTmp, results_, mutex_), status);
+        EXPECT_EQ(testlog::lines(), plain.lines());
+        EXPECT_TRUE(sameFiles(plain.files(), files()));
+        clear();
+        PolicyDb group;
+        group.vecPolicy = rules;
+        manager.addPolicy("base", group);
+        std::vector<Line> lines = plain.lines();
+        if (status != 0) {
+            lines.push_back({1, "###ERROR: in compileKernelPolicyMsg, process base error"});
+        }
+        EXPECT_EQ(manager.compileKernelPolicyMsg(), status == 0 ? 0 : 1);
+        EXPECT_EQ(testlog::lines(), lines);
+        EXPECT_TRUE(sameFiles(plain.files(), files()));
+        return plain.lines();
+    }
+
+private:
+    void clear() {
         for (const std::string& name : names()) {
             EXPECT_TRUE(std::filesystem::remove(paths::inDirectory(paths::kPolicyDataTmp, name)));
         }
         testlog::clear();
-        EXPECT_EQ(manager.compileKernelPolicyThread("base_0", rules, paths::kPolicyDataTmp, results_, mutex_), status);
-        EXPECT_EQ(testlog::lines(), plain.lines());
-        EXPECT_TRUE(sameFiles(plain.files(), files()));
-        return plain.lines();
     }
 };
 
@@ -177,6 +193,63 @@ TEST_F(LaterPairs, FailAsTheFirstAtEveryFieldOfTheirRecord) {
                           }));
 }
 
+// Changes a rule in one thing that its records show.
+using Change = void (*)(PolicyNode&);
+const std::vector<Change> kChanges = {
+    [](PolicyNode& rule) { rule.uiAttrA ^= 1; },
+    [](PolicyNode& rule) { rule.uiAttrB ^= 1; },
+    [](PolicyNode& rule) { rule.sPermClass = "dir"; },
+    [](PolicyNode& rule) { rule.sPerm = "write"; },
+    [](PolicyNode& rule) { rule.strNamespace = "net"; },
+    [](PolicyNode& rule) { rule.strGroup = "other"; },
+    [](PolicyNode& rule) { rule.strModuleName = "other"; },
+    [](PolicyNode& rule) { rule.uiExt[0] ^= 1; },
+    [](PolicyNode& rule) { rule.uiExt[4] ^= 1; },
+    [](PolicyNode& rule) { rule.vecExpr[0].uiValue ^= 1; },
+    [](PolicyNode& rule) { rule.vecExpr[1].strVarName += "w"; },
+    [](PolicyNode& rule) { rule.vecExpr[2].uiExprType = 3; },
+    [](PolicyNode& rule) { rule.vecExpr[3].strFuncName = "f"; },
+    [](PolicyNode& rule) { rule.vecExpr[3].vecParam[0].iData ^= 1; },
+    [](PolicyNode& rule) { rule.vecExpr[3].vecParam[1].strData += "c"; },
+    [](PolicyNode& rule) { rule.vecExpr[3].vecParam.pop_back(); },
+    [](PolicyNode& rule) { rule.vecExpr.clear(); },
+    [](PolicyNode& rule) { rule.vecDoFunc[0].strFuncName = "g"; },
+    [](PolicyNode& rule) { rule.vecDoFunc[0].vecParam[0] = samples::integer(3); },
+    [](PolicyNode& rule) { rule.vecDoFunc[0].vecParam[1].iData ^= 1; },
+    [](PolicyNode& rule) { rule.vecDoFunc.pop_back(); },
+};
+
+TEST_F(LaterPairs, OfRulesInARunThatDifferInOneThingShowIt) {
+    for (std::size_t index = 0; index < kChanges.size(); ++index) {
+        std::vector<PolicyNode> rules(4, samples::ruleWithEverything());
+        kChanges[index](rules[1]);
+        kChanges[index](rules[2]);
+        rules[2].vecSubjectId.push_back(samples::id(index));
+        sameBothWays(manager_, rules);
+        ASSERT_FALSE(HasFailure()) << "change " << index;
+    }
+}
+
+TEST_F(LaterPairs, OfARunGoOnInTheNextMessage) {
+    std::vector<PolicyNode> rules(10003, samples::rule());
+    for (std::size_t index = 0; index < rules.size(); ++index) {
+        rules[index].vecObjectId = {samples::id(index)};
+    }
+    rules[5000].vecSubjectId.clear();
+    EXPECT_TRUE(sameBothWays(manager_, rules).empty());
+    EXPECT_EQ(names().size(), 2U);
+}
+
+TEST_F(LaterPairs, OfARunFailAsTheFirstWhereTheMessageIsFull) {
+    PolicyNode rule = samples::ruleWithEverything();
+    const std::size_t size = model::record(numbers_, rule, samples::id(1), samples::id(2)).size();
+    for (const std::size_t remaining : {std::size_t{0}, size - 1, size, size + 3, size + 4}) {
+        const std::vector<Line> lines =
+            sameBothWays(manager_, {filler(rule, kCapacity - 20 - size - remaining), rule, rule});
+        EXPECT_EQ(lines.empty(), remaining == size + 4) << remaining;
+    }
+}
+
 // One of many ways in which a host can get a rule wrong, or none.
 void spoil(PolicyNode& rule, std::size_t way) {
     if (way == 0) {
@@ -203,11 +276,16 @@ TEST_F(LaterPairs, OfRandomRulesEqualThePlainWay) {
     const model::Policy policy = random.policy(shape);
     CompilerManager manager(policy.numbers);
     std::map<std::string, int> outcomes;
-    for (int round = 0; round < 120; ++round) {
+    for (int round = 0; round < 200; ++round) {
         std::vector<PolicyNode> rules(1 + random.below(6));
-        for (PolicyNode& rule : rules) {
-            rule = random.rule(policy, shape);
-            spoil(rule, random.below(25));
+        for (std::size_t index = 0; index < rules.size(); ++index) {
+            rules[index] = random.rule(policy, shape);
+            spoil(rules[index], random.below(25));
+            if (index > 0 && random.below(2) == 0) {  // a run
+                rules[index - 1].vecSubjectId.swap(rules[index].vecSubjectId);
+                rules[index] = rules[index - 1];
+                rules[index].vecObjectId.push_back(samples::id(random.below(100)));
+            }
         }
         // In every fourth round the message is nearly full, so that some record or the end number has no space.
         if (round % 4 == 0) {

@@ -1,0 +1,79 @@
+#include "libtarnpolicysync/compiler/RuleSlice.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace {
+
+// A small slice takes little, and a large one few blocks.
+constexpr std::size_t kFirstBlock = 64;
+constexpr std::size_t kLargestBlock = 65536;
+
+bool sameParam(const FuncParam& left, const FuncParam& right) {
+    return left.uiParamType == right.uiParamType && left.iData == right.iData && left.strData == right.strData;
+}
+
+bool sameParams(const std::vector<FuncParam>& left, const std::vector<FuncParam>& right) {
+    return std::equal(left.begin(), left.end(), right.begin(), right.end(), sameParam);
+}
+
+bool sameExpr(const ExprNode& left, const ExprNode& right) {
+    return left.uiExprType == right.uiExprType && left.uiValue == right.uiValue &&
+           left.strFuncName == right.strFuncName && left.strVarName == right.strVarName &&
+           sameParams(left.vecParam, right.vecParam);
+}
+
+bool sameAction(const DoFuncNode& left, const DoFuncNode& right) {
+    return left.strFuncName == right.strFuncName && sameParams(left.vecParam, right.vecParam);
+}
+
+// Everything that the encoder reads but the identifiers.
+bool sameHead(const PolicyNode& left, const PolicyNode& right) {
+    return left.uiAttrA == right.uiAttrA && left.uiAttrB == right.uiAttrB && left.sPermClass == right.sPermClass &&
+           left.sPerm == right.sPerm && left.strNamespace == right.strNamespace && left.strGroup == right.strGroup &&
+           left.strModuleName == right.strModuleName &&
+           std::equal(std::begin(left.uiExt), std::end(left.uiExt), std::begin(right.uiExt)) &&
+           std::equal(left.vecExpr.begin(), left.vecExpr.end(), right.vecExpr.begin(), right.vecExpr.end(), sameExpr) &&
+           std::equal(left.vecDoFunc.begin(), left.vecDoFunc.end(), right.vecDoFunc.begin(), right.vecDoFunc.end(),
+                      sameAction);
+}
+
+PolicyNode headOf(const PolicyNode& rule) {
+    PolicyNode head;
+    head.uiAttrA = rule.uiAttrA;
+    head.uiAttrB = rule.uiAttrB;
+    head.sPermClass = rule.sPermClass;
+    head.sPerm = rule.sPerm;
+    head.vecExpr = rule.vecExpr;
+    head.vecDoFunc = rule.vecDoFunc;
+    std::copy(std::begin(rule.uiExt), std::end(rule.uiExt), std::begin(head.uiExt));
+    head.strNamespace = rule.strNamespace;
+    head.strGroup = rule.strGroup;
+    head.strModuleName = rule.strModuleName;
+    return head;
+}
+
+}  // namespace
+
+void RuleSlice::add(const PolicyNode& rule) {
+    if (heads_.empty() || !sameHead(heads_.back(), rule)) {
+        heads_.push_back(headOf(rule));
+    }
+    rules_.push_back({&heads_.back(), keep(rule.vecSubjectId), rule.vecSubjectId.size(), keep(rule.vecObjectId),
+                      rule.vecObjectId.size()});
+}
+
+const TARN_ID* RuleSlice::keep(const std::vector<TARN_ID>& identifiers) {
+    if (blockSize_ - blockUsed_ < identifiers.size()) {
+        blockSize_ = std::max({identifiers.size(), kFirstBlock, std::min(2 * blockSize_, kLargestBlock)});
+        blocks_.emplace_back(new TARN_ID[blockSize_]);  // left as it is: what is never used is never touched
+        blockUsed_ = 0;
+    }
+    if (identifiers.empty()) {
+        return nullptr;
+    }
+    TARN_ID* kept = &blocks_.back()[blockUsed_];
+    std::copy(identifiers.begin(), identifiers.end(), kept);
+    blockUsed_ += identifiers.size();
+    return kept;
+}
