@@ -47,7 +47,7 @@ public:
         output_ = std::make_unique<Output>();
     }
     Output& output() { return *output_; }
-    std::string take() {
+    std::string take() const {
         std::string text(static_cast<std::size_t>(lseek(file_, 0, SEEK_CUR)), '\0');
         require(pread(file_, text.data(), text.size(), 0) == static_cast<ssize_t>(text.size()));
         require(ftruncate(file_, 0) == 0 && lseek(file_, 0, SEEK_SET) == 0);
