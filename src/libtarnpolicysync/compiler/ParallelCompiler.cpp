@@ -5,7 +5,7 @@
 #include "libtarnpolicysync/Paths.h"
 #include "libtarnpolicysync/compiler/CompilerThreads.h"
 #include "libtarnpolicysync/compiler/PolicySnapshot.h"
-#include "libtarnpolicysync/compiler/RuleSlices.h"
+#include "libtarnpolicysync/compiler/SliceRange.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <exception>
 #include <thread>
 
-#include "libtarnpolicysync/compiler/RuleSlices.h"
+#include "libtarnpolicysync/compiler/SliceRange.h"
 
 namespace {
 

@@ -2,12 +2,11 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 namespace {
 
-// A small slice takes little, and a large one few blocks.
-constexpr std::size_t kFirstBlock = 64;
-constexpr std::size_t kLargestBlock = 65536;
+constexpr std::size_t kLargestBlock = 65536;  // identifiers
 
 bool sameParam(const FuncParam& left, const FuncParam& right) {
     return left.uiParamType == right.uiParamType && left.iData == right.iData && left.strData == right.strData;
@@ -65,9 +64,7 @@ void RuleSlice::add(const PolicyNode& rule) {
 
 const TARN_ID* RuleSlice::keep(const std::vector<TARN_ID>& identifiers) {
     if (blockSize_ - blockUsed_ < identifiers.size()) {
-        blockSize_ = std::max({identifiers.size(), kFirstBlock, std::min(2 * blockSize_, kLargestBlock)});
-        blocks_.emplace_back(new TARN_ID[blockSize_]);  // left as it is: what is never used is never touched
-        blockUsed_ = 0;
+        addBlock(identifiers.size());
     }
     if (identifiers.empty()) {
         return nullptr;
@@ -76,4 +73,13 @@ const TARN_ID* RuleSlice::keep(const std::vector<TARN_ID>& identifiers) {
     std::copy(identifiers.begin(), identifiers.end(), kept);
     blockUsed_ += identifiers.size();
     return kept;
+}
+
+// A small slice takes little, and a large one few blocks. What is never used is never touched.
+void RuleSlice::addBlock(std::size_t least) {
+    const std::size_t size = std::max(least, std::min(2 * blockSize_, kLargestBlock));
+    std::unique_ptr<TARN_ID[]> block(new TARN_ID[size]);
+    blocks_.push_back(std::move(block));
+    blockSize_ = size;
+    blockUsed_ = 0;
 }

@@ -3,7 +3,7 @@
 #define TARN_COMPILER_RULE_SLICE_H
 
 #include <cstddef>
-#include <deque>
+#include <list>
 #include <memory>
 #include <vector>
 
@@ -40,9 +40,10 @@ public:
 
 private:
     const TARN_ID* keep(const std::vector<TARN_ID>& identifiers);
+    void addBlock(std::size_t least);
 
     std::vector<RuleView> rules_;
-    std::deque<PolicyNode> heads_;
+    std::list<PolicyNode> heads_;  // they stay where they are
     std::vector<std::unique_ptr<TARN_ID[]>> blocks_;
     std::size_t blockSize_ = 0;  // of the last block, in identifiers
     std::size_t blockUsed_ = 0;

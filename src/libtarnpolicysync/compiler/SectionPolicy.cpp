@@ -7,7 +7,7 @@
 #include "Common/Log.h"
 #include "libtarnpolicysync/Paths.h"
 #include "libtarnpolicysync/compiler/CompilerThreads.h"
-#include "libtarnpolicysync/compiler/RuleSlices.h"
+#include "libtarnpolicysync/compiler/SliceRange.h"
 #include "libtarnpolicysync/core/PipelineSteps.h"
 
 using pipeline::report;
@@ -29,6 +29,7 @@ std::vector<RuleSlice> cut(const std::vector<const PolicyNode*>& rules, std::siz
     std::vector<RuleSlice> slices(count);
     for (std::size_t index = 0; index < count; ++index) {
         const SliceRange range = sliceRange(rules.size(), count, index);
+        slices[index].reserve(range.length);
         for (std::size_t offset = 0; offset < range.length; ++offset) {
             slices[index].add(*rules[range.begin + offset]);
         }
@@ -96,7 +97,7 @@ int PolicyModuleManagerInterface::compileSectionPolicyMsg(std::string first, std
         return 1;
     }
     std::vector<RuleSlice> slices = cut(matches, threadnum);
-    const std::string stem = key + paths::sectionTag(first, second);
+    const std::string stem = paths::keyStem(paths::sectionKey(key, first, second));
     Private::CompilerThreads threads(*this, paths::kSectionData);
     const std::vector<int> statuses = threads.compile(slices, stem);
     int result = 0;

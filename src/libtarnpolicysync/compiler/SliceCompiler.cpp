@@ -107,31 +107,29 @@ void PolicyModuleManagerInterface::Private::SliceCompiler::dropGroups() {
     groups_.clear();
     lastGroup_ = nullptr;
     lastHead_ = nullptr;
-    last_ = {};
+    template_ = {};
 }
 
 std::unique_ptr<MessageBuffer> PolicyModuleManagerInterface::Private::SliceCompiler::takeBuffer() {
     return spare_ ? std::move(spare_) : std::make_unique<MessageBuffer>();
 }
 
-PolicyModuleManagerInterface::Private::SliceCompiler::GroupMap::value_type&
-PolicyModuleManagerInterface::Private::SliceCompiler::groupOf(const PolicyNode& rule) {
-    if (lastGroup_ == nullptr || std::get<0>(lastGroup_->first) != rule.strGroup ||
-        std::get<1>(lastGroup_->first) != rule.strNamespace) {
-        lastGroup_ = &*groups_.try_emplace(GroupKey(rule.strGroup, rule.strNamespace, prefix_)).first;
+void PolicyModuleManagerInterface::Private::SliceCompiler::enterRun(const PolicyNode& head) {
+    if (lastGroup_ == nullptr || std::get<0>(lastGroup_->first) != head.strGroup ||
+        std::get<1>(lastGroup_->first) != head.strNamespace) {
+        lastGroup_ = &*groups_.try_emplace(GroupKey(head.strGroup, head.strNamespace, prefix_)).first;
         if (!lastGroup_->second.message) {
             lastGroup_->second.message = takeBuffer();
         }
     }
-    return *lastGroup_;
+    lastHead_ = &head;
+    template_ = {};
 }
 
 // One record for each pair, those of the first subject first.
 int PolicyModuleManagerInterface::Private::SliceCompiler::addRule(const RuleView& rule) {
     if (rule.head != lastHead_) {
-        lastGroup_ = &groupOf(*rule.head);
-        lastHead_ = rule.head;
-        last_ = {};
+        enterRun(*rule.head);
     }
     for (std::size_t index = 0; index < rule.subjectCount; ++index) {
         if (const int status = addRecords(*lastGroup_, rule, rule.subjects[index])) {
@@ -144,11 +142,11 @@ int PolicyModuleManagerInterface::Private::SliceCompiler::addRule(const RuleView
 // How many of the wanted records can be copied: none without a record to copy from, and none where it does not fit.
 std::size_t PolicyModuleManagerInterface::Private::SliceCompiler::copiesThatFit(const MessageGroup& group,
                                                                                 std::size_t wanted) const {
-    if (last_.length == 0) {
+    if (template_.length == 0) {
         return 0;
     }
     const auto places = static_cast<std::size_t>(kernelmsg::kRecordsPerMessage - group.records);
-    return std::min({wanted, places, group.message->remaining() / last_.length});
+    return std::min({wanted, places, group.message->remaining() / template_.length});
 }
 
 // The records of one subject. Once the first record of a run stands in the message, as many as fit are copied from it.
@@ -160,12 +158,12 @@ int PolicyModuleManagerInterface::Private::SliceCompiler::addRecords(GroupMap::v
         if (group.records == 0) {
             TARN_LOG(kLogDetail, "###INFO: 新的策略消息...");
             message.restart();
-            last_ = {};
+            template_ = {};
         }
         const TARN_ID* objects = rule.objects + done;
         std::size_t count = copiesThatFit(group, rule.objectCount - done);
         if (count != 0) {
-            message.advance(copyRecords(message.cursor, last_.bytes, last_.length, subject, objects, count));
+            message.advance(copyRecords(message.cursor, template_.bytes, template_.length, subject, objects, count));
         } else if (const int status = encode(message, *rule.head, subject, *objects)) {
             return status;
         } else {
@@ -192,7 +190,7 @@ int PolicyModuleManagerInterface::Private::SliceCompiler::encode(MessageBuffer& 
         TARN_LOG(kLogError, "###ERROR: in compileKernelPolicyThread, makeSinglePolicy error");
         return static_cast<int>(status);
     }
-    last_ = {start, static_cast<unsigned long>(message.cursor - start)};
+    template_ = {start, static_cast<unsigned long>(message.cursor - start)};
     return 0;
 }
 

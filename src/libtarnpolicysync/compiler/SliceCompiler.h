@@ -48,7 +48,7 @@ private:
     int flushAll();
     void dropGroups();
     std::unique_ptr<MessageBuffer> takeBuffer();
-    GroupMap::value_type& groupOf(const PolicyNode& rule);
+    void enterRun(const PolicyNode& head);
     int addRule(const RuleView& rule);
     int addRecords(GroupMap::value_type& entry, const RuleView& rule, const TARN_ID& subject);
     std::size_t copiesThatFit(const MessageGroup& group, std::size_t wanted) const;
@@ -66,7 +66,7 @@ private:
     GroupMap groups_;
     GroupMap::value_type* lastGroup_ = nullptr;  // rules come in runs
     const PolicyNode* lastHead_ = nullptr;       // of the run
-    Template last_;
+    Template template_;
     std::unique_ptr<MessageBuffer> spare_;  // of an earlier slice: many slices have one group of few records
 };
 

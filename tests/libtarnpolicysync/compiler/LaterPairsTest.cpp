@@ -112,8 +112,8 @@ PolicyNode filler(PolicyNode rule, std::size_t bytes) {
 
 class LaterPairs : public CompilerThread {
 protected:
-    // By the plain way, by one compiler thread, and in a table; the lines come back.
-    std::vector<Line> sameBothWays(CompilerManager& manager, const std::vector<PolicyNode>& rules) {
+    // By the plain way, by one compiler thread, and in a table; the lines of the plain way come back.
+    std::vector<Line> sameThreeWays(CompilerManager& manager, const std::vector<PolicyNode>& rules) {
         PlainThread plain(manager, "base_0");
         const int status = plain.compile(rules);
         clear();
@@ -164,7 +164,8 @@ TEST_F(LaterPairs, FailAsTheFirstAtEveryFieldOfTheirRecord) {
     const std::size_t size = model::record(numbers_, rule, samples::id(1), samples::id(2)).size();
     std::set<std::string> complaints;
     for (const std::size_t remaining : remainders(model::pieces(numbers_, rule, samples::id(1), samples::id(2)))) {
-        const std::vector<Line> lines = sameBothWays(manager_, {filler(rule, kCapacity - 20 - size - remaining), rule});
+        const std::vector<Line> lines =
+            sameThreeWays(manager_, {filler(rule, kCapacity - 20 - size - remaining), rule});
         ASSERT_FALSE(HasFailure()) << remaining << " bytes left for the second record";
         ASSERT_EQ(lines.empty(), remaining == size + 4);
         // What failed, and in which part of the record.
@@ -210,6 +211,7 @@ const std::vector<Change> kChanges = {
     [](PolicyNode& rule) { rule.vecExpr[2].uiExprType = 3; },
     [](PolicyNode& rule) { rule.vecExpr[3].strFuncName = "f"; },
     [](PolicyNode& rule) { rule.vecExpr[3].vecParam[0].iData ^= 1; },
+    [](PolicyNode& rule) { rule.vecExpr[3].vecParam[0].uiParamType = 3; },  // a text of no bytes, the number unread
     [](PolicyNode& rule) { rule.vecExpr[3].vecParam[1].strData += "c"; },
     [](PolicyNode& rule) { rule.vecExpr[3].vecParam.pop_back(); },
     [](PolicyNode& rule) { rule.vecExpr.clear(); },
@@ -225,7 +227,7 @@ TEST_F(LaterPairs, OfRulesInARunThatDifferInOneThingShowIt) {
         kChanges[index](rules[1]);
         kChanges[index](rules[2]);
         rules[2].vecSubjectId.push_back(samples::id(index));
-        sameBothWays(manager_, rules);
+        sameThreeWays(manager_, rules);
         ASSERT_FALSE(HasFailure()) << "change " << index;
     }
 }
@@ -236,7 +238,7 @@ TEST_F(LaterPairs, OfARunGoOnInTheNextMessage) {
         rules[index].vecObjectId = {samples::id(index)};
     }
     rules[5000].vecSubjectId.clear();
-    EXPECT_TRUE(sameBothWays(manager_, rules).empty());
+    EXPECT_TRUE(sameThreeWays(manager_, rules).empty());
     EXPECT_EQ(names().size(), 2U);
 }
 
@@ -245,7 +247,7 @@ TEST_F(LaterPairs, OfARunFailAsTheFirstWhereTheMessageIsFull) {
     const std::size_t size = model::record(numbers_, rule, samples::id(1), samples::id(2)).size();
     for (const std::size_t remaining : {std::size_t{0}, size - 1, size, size + 3, size + 4}) {
         const std::vector<Line> lines =
-            sameBothWays(manager_, {filler(rule, kCapacity - 20 - size - remaining), rule, rule});
+            sameThreeWays(manager_, {filler(rule, kCapacity - 20 - size - remaining), rule, rule});
         EXPECT_EQ(lines.empty(), remaining == size + 4) << remaining;
     }
 }
@@ -291,7 +293,7 @@ TEST_F(LaterPairs, OfRandomRulesEqualThePlainWay) {
         if (round % 4 == 0) {
             rules.insert(rules.begin(), filler(rules.back(), kCapacity - 20 - random.below(3000)));
         }
-        const std::vector<Line> lines = sameBothWays(manager, rules);
+        const std::vector<Line> lines = sameThreeWays(manager, rules);
         ASSERT_FALSE(HasFailure()) << "round " << round;
         std::string outcome = lines.empty() ? "compiled" : lines.front().text;
         ++outcomes[outcome.substr(0, outcome.find(", need"))];

@@ -49,6 +49,26 @@ TEST(ParallelCompilerModel, OneToEightThreadsGiveTheSameRecords) {
     }
 }
 
+// Rules that differ in their identifiers alone, in two keys; some have none on one side, some have many.
+TEST(ParallelCompilerModel, RunsOfRulesCutIntoSlicesEqualTheModels) {
+    model::Policy policy;
+    policy.numbers = samples::numbers();
+    for (const std::string key : {"base", "later"}) {
+        std::vector<PolicyNode>& rules = policy.groups[key].vecPolicy;
+        rules.assign(5003, samples::rule());
+        for (std::size_t index = 0; index < rules.size(); ++index) {
+            rules[index].sPerm = index / 1000 % 2 == 0 ? "read" : "write";
+            rules[index].vecSubjectId = {samples::id(index, 1)};
+            rules[index].vecObjectId.assign(index % 97 == 0 ? index % 4 * 9 : 1, samples::id(index, 2));
+        }
+    }
+    for (const unsigned int threads : {1U, 3U}) {
+        EXPECT_TRUE(
+            testbytes::sameFiles(model::policyFiles(policy.numbers, policy.groups, threads), compile(policy, threads)))
+            << threads;
+    }
+}
+
 TEST(ParallelCompilerModel, MessagesOfManyRecordsEqualTheModels) {
     model::Shape shape;
     shape.keys = 2;

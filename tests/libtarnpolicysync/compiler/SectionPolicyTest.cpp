@@ -107,6 +107,19 @@ TEST_F(CompileSectionMessages, CutsTheRulesIntoOneSliceForEachThread) {
     EXPECT_EQ(testfiles::read(kSection + "/k_a_b_1_a_b_0"), model::policyMessage(records({ruleOf("a", "b", 3)})));
 }
 
+TEST_F(CompileSectionMessages, RulesThatDifferInTheirIdentifiersAloneKeepThem) {
+    manager_.threadnum = 2;
+    std::vector<PolicyNode> rules(5, ruleOf("a", "b", 1));
+    for (std::size_t index = 0; index < rules.size(); ++index) {
+        rules[index].vecObjectId = {samples::id(index, 7), samples::id(index, 8)};
+    }
+    add("k", rules);
+    EXPECT_EQ(manager_.compileSectionPolicyMsg("a", "b"), 0);
+    EXPECT_EQ(testfiles::read(kSection + "/k_a_b_0_a_b_0"),
+              model::policyMessage(records({rules[0], rules[1], rules[2]})));
+    EXPECT_EQ(testfiles::read(kSection + "/k_a_b_1_a_b_0"), model::policyMessage(records({rules[3], rules[4]})));
+}
+
 TEST_F(CompileSectionMessages, WithoutAMatchNothingIsWritten) {
     add("k", {ruleOf("a", "c", 1)});
     EXPECT_EQ(manager_.compileSectionPolicyMsg("a", "b"), 0);

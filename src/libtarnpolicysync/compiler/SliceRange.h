@@ -1,6 +1,6 @@
 // Cuts rules into slices of nearly equal length, in order, the longer ones first.
-#ifndef TARN_COMPILER_RULE_SLICES_H
-#define TARN_COMPILER_RULE_SLICES_H
+#ifndef TARN_COMPILER_SLICE_RANGE_H
+#define TARN_COMPILER_SLICE_RANGE_H
 
 #include <cstddef>
 
