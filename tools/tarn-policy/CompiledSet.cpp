@@ -137,11 +137,6 @@ std::vector<std::string> missingMessages(const std::string& directory) {
     return {missing.begin(), missing.end()};
 }
 
-bool renamesWereCutOff(const std::string& mountPoint) {
-    return fileExists(paths::inDirectory(mountPoint + paths::kPolicyDataTmp, paths::kEndName)) &&
-           !fileExists(mountPoint + paths::kSceneInfoTmp);
-}
-
 std::string spoilSet() {
     // A link in the set's place must not lead to another directory's end message.
     const UniqueFd set(open(paths::kPolicyDataTmp, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));

@@ -22,11 +22,6 @@ bool setExists();
 // temporary name, those that the note of the compilation lists. Sorted names.
 std::vector<std::string> missingMessages(const std::string& directory = paths::kPolicyDataTmp);
 
-// Whether the renames after a delivery, or after a compilation for the next boot, began and did not come to their end: the
-// side file goes first and the set last, so that a complete set without its side file is left only by them. The finished
-// set may then have been removed in part, its end message still in place. `mountPoint` is empty for this machine.
-bool renamesWereCutOff(const std::string& mountPoint = "");
-
 // Takes the end message away, without which no set is sent, and the note with it, and gives words for what was done. For
 // a set that stands but is not to be delivered.
 std::string spoilSet();

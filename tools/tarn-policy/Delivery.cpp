@@ -11,6 +11,7 @@
 
 #include "Common/KernelAnswers.h"
 #include "CompiledSet.h"
+#include "CutOffRenames.h"
 #include "Failure.h"
 #include "Files.h"
 #include "libtarnpolicysync/Paths.h"

@@ -8,6 +8,7 @@
 #include "Common/Common.h"
 #include "Common/Handles.h"
 #include "CompiledSet.h"
+#include "CutOffRenames.h"
 #include "Delivery.h"
 #include "Failure.h"
 #include "Files.h"

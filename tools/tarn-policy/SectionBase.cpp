@@ -7,6 +7,7 @@
 
 #include "Common/Common.h"
 #include "CompiledSet.h"
+#include "CutOffRenames.h"
 #include "Failure.h"
 #include "Files.h"
 #include "SectionFiles.h"

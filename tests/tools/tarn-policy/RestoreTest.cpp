@@ -21,6 +21,14 @@ protected:
         apply();
         testfiles::write(kDeliver, "");
     }
+    // Names and bytes.
+    static std::vector<std::string> messages(const std::string& set) {
+        std::vector<std::string> result;
+        for (const std::string& name : testfiles::list(set)) {
+            result.push_back(name + ": " + testfiles::read(set + "/" + name));
+        }
+        return result;
+    }
     // The finished set goes into a tree that is mounted.
     static void mountedTree() {
         finished();
@@ -120,6 +128,55 @@ TEST_F(RestoreTest, ASetThatMayHaveBeenRemovedInPartIsNotSent) {
     EXPECT_EQ(testfiles::read(kDeliver), "");
     EXPECT_EQ(tool({"apply", kPolicy}).status, 0) << "the way out";
     EXPECT_EQ(tool({"restore"}).status, 0);
+}
+
+// Another compilation replaces the set that waits, and with it what tells of the renames.
+TEST_F(RestoreTest, ALaterCompilationFinishesTheRenamesFirst) {
+    finished();
+    writePolicy(changedPolicy());
+    ASSERT_EQ(tool({"compile", kPolicy}).status, 0);
+    const std::vector<std::string> taken = messages(kSet);
+    remove("/etc/tarn/.scene_info");
+    remove(std::string(kFinalSet) + "/extra_0_quiet_h_0");
+    const Outcome outcome = tool({"compile", kPolicy});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.err, HasSubstr("warning: the renames at the end of an earlier run were cut off and have been "
+                                       "finished: /etc/tarn/policydata is the set of that run\n"));
+    EXPECT_EQ(messages(kFinalSet), taken);
+    EXPECT_EQ(tool({"restore"}).status, 0);
+}
+
+TEST_F(RestoreTest, AnApplyThatFailsHasFinishedTheRenames) {
+    finished();
+    ASSERT_EQ(tool({"compile", kPolicy}).status, 0);
+    remove("/etc/tarn/.scene_info");
+    remove(std::string(kFinalSet) + "/extra_0_quiet_h_0");
+    EXPECT_EQ(tool({"apply", "/etc/tarn/no-such.json"}).status, 5);
+    EXPECT_TRUE(testfiles::exists(std::string(kFinalSet) + "/extra_0_quiet_h_0"));
+    EXPECT_FALSE(testfiles::exists(kSet));
+    EXPECT_FALSE(testfiles::exists(kNote));
+    EXPECT_EQ(tool({"restore"}).status, 0);
+}
+
+TEST_F(RestoreTest, RenamesOfADamagedSetAreNotFinishedAndTheOldSetIsNeverSent) {
+    finished();
+    ASSERT_EQ(tool({"compile", kPolicy}).status, 0);
+    remove("/etc/tarn/.scene_info");
+    remove(std::string(kFinalSet) + "/extra_0_quiet_h_0");
+    testfiles::write(std::string(kSet) + "/base_0_net_g_0", "no message");
+    const Outcome outcome = tool({"compile", kPolicy});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.err, HasSubstr("and its set is damaged: /etc/tarn/policydata has no end message any longer"));
+    EXPECT_EQ(tool({"restore"}).status, 7);
+    EXPECT_EQ(tool({"send"}).status, 0) << "the way out";
+}
+
+// What the library's compilation of a section leaves where it fails before it writes anything.
+TEST_F(RestoreTest, ACopyOfTheFinishedSetIsNoRenameThatWasCutOff) {
+    finished();
+    ASSERT_EQ(testprocess::run({"cp", "-a", kFinalSet, kSet}).status, 0);
+    EXPECT_EQ(tool({"restore"}).status, 0);
+    EXPECT_EQ(tool({"section", "net", "g", kPolicy}).status, 0);
 }
 
 TEST_F(RestoreTest, ACompilationWithoutItsEndMessageSaysNothingOfTheFinishedSet) {

@@ -166,6 +166,7 @@ TEST_F(SectionRefusalTest, ASetWithoutCallsNeedsItsNamespaceMessage) {
 TEST_F(SectionRefusalTest, ASetWhoseRenamesWereCutOff) {
     plainKernel();
     apply();
+    writePolicy(changedPolicy());
     ASSERT_EQ(tool({"compile", kPolicy}).status, 0);
     remove("/etc/tarn/.scene_info");
     EXPECT_THAT(

@@ -2,6 +2,7 @@
 #include "AfterDelivery.h"
 #include "Compilation.h"
 #include "CompiledSet.h"
+#include "CutOffRenames.h"
 #include "Delivery.h"
 #include "Lock.h"
 #include "Preparation.h"
@@ -25,6 +26,7 @@ public:
     ExitCode run(Report& report) override {
         const SetLock lock;
         requireKernelEntry();
+        finishCutOffRenames(report);
         options_.classes = paths::kClassDefinitions;
         options_.threads = libraryThreads();
         Progress progress;
