@@ -1,6 +1,7 @@
 // Encoding alone: one compiler thread whose files go nowhere, against a loop that fills the same fields of the same
 // records by hand.
 #include <cstring>
+#include <functional>
 #include <mutex>
 #include <vector>
 
@@ -154,43 +155,68 @@ void spread(Rules& rules, std::size_t groups) {
     }
 }
 
-// Records with conditions are large: a message takes a tenth of the usual number, so the rules go to many groups, and each
-// group has memory of its own that has to be touched for the first time. Plain rules in as many groups of about the same
-// size need that, too; those that fill one message after another do not.
+void printByByte(const Options& options, bench::Row row) {
+    char text[64];
+    constexpr double kNano = 1e9;
+    static_cast<void>(std::snprintf(text, sizeof text, "%.3f ns a byte, plain %.3f", row.result.measured * kNano,
+                                    row.result.reference * kNano));
+    row.note = text;
+    // The columns would show billionths of a millisecond: time for a mebibyte instead.
+    constexpr double kMebi = 1024.0 * 1024;
+    row.result.measured *= kMebi;
+    row.result.reference *= kMebi;
+    bench::print(options, row);
+}
+
+bench::Time byByte(const std::function<bench::Time()>& work) {
+    writtenBytes = 0;
+    const bench::Time time = work();
+    return time / static_cast<double>(writtenBytes);
+}
+
+bench::Time timedTable(bench::Manager& manager) {
+    int status = 0;
+    const bench::Time time = bench::timed([&] { status = manager.compileKernelPolicyMsg(); });
+    bench::require(status == 0, "the compilation failed");
+    return time;
+}
+
+// Records with conditions are large: a message takes a tenth of the usual number, so that the rules go to many groups. In
+// one table key each group has memory of its own, which has to be touched for the first time; plain rules in as many
+// groups of about the same size need that, too. With a key for each group one buffer serves them all, as it serves plain
+// rules that fill one message after another.
 void conditions(const Options& options, bench::Manager& manager, const Rules& plain) {
     constexpr std::size_t kSide = 10;
     constexpr std::size_t kRulesPerGroup = 10;
     constexpr std::size_t kPlainRulesPerGroup = 60;
+    constexpr char kMeasured[] = "15 condition nodes, 2 actions, by byte";
     const std::size_t groups = bench::sized(options, 200);
     Rules rules = bench::plainRules(groups * kRulesPerGroup, kSide, kSide);
     for (PolicyNode& rule : rules) {
         bench::addConditionAndActions(rule);
     }
+    bench::Manager keys;
+    bench::registerFunctions(keys);
+    for (auto first = rules.begin(); first != rules.end(); first += kRulesPerGroup) {
+        bench::hand(keys, "key" + std::to_string(first - rules.begin()), Rules(first, first + kRulesPerGroup));
+    }
+    bench::Manager oneKey;
+    bench::hand(oneKey, "base", Rules(plain));
+    bench::Row reused{"encode", std::string(kMeasured) + ", a key each", "plain, one group", 1, bench::Bound::kAtMost,
+                      2};
+    reused.result = bench::compare(
+        options, [&] { return byByte([&] { return timedTable(keys); }); },
+        [&] { return byByte([&] { return timedTable(oneKey); }); });
+    printByByte(options, reused);
+
     spread(rules, groups);
     Rules plainGroups = bench::plainRules(groups * kPlainRulesPerGroup, kSide, kSide);
     spread(plainGroups, groups);
-    const auto perByte = [&](const Rules& some) {
-        writtenBytes = 0;
-        const bench::Time time = timedEncoding(manager, some);
-        return time / static_cast<double>(writtenBytes);
-    };
-    const auto compareWith = [&](const Rules& other, const std::string& label) {
-        bench::Row row{"encode", "15 condition nodes, 2 actions, by byte", label, 1, bench::Bound::kAtMost, 2};
-        row.result = bench::compare(
-            options, [&] { return perByte(rules); }, [&] { return perByte(other); });
-        char text[64];
-        constexpr double kNano = 1e9;
-        static_cast<void>(std::snprintf(text, sizeof text, "%.3f ns a byte, plain %.3f", row.result.measured * kNano,
-                                        row.result.reference * kNano));
-        row.note = text;
-        // The columns would show billionths of a millisecond: time for a mebibyte instead.
-        constexpr double kMebi = 1024.0 * 1024;
-        row.result.measured *= kMebi;
-        row.result.reference *= kMebi;
-        bench::print(options, row);
-    };
-    compareWith(plainGroups, "plain, as many groups");
-    compareWith(plain, "plain, one group");
+    bench::Row touched{"encode", kMeasured, "plain, as many groups", 1, bench::Bound::kAtMost, 2};
+    touched.result = bench::compare(
+        options, [&] { return byByte([&] { return timedEncoding(manager, rules); }); },
+        [&] { return byByte([&] { return timedEncoding(manager, plainGroups); }); });
+    printByByte(options, touched);
 }
 
 }  // namespace
