@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <numeric>
 #include <optional>
 
 #include "Common/Handles.h"
@@ -114,22 +115,43 @@ void SceneInfo::add(std::string_view text, std::vector<std::string>& problems) {
     forEachLine(text, [&](std::string_view line, std::size_t number) {
         const std::vector<std::string> fields = pieces(line, ':');
         const std::optional<std::uint32_t> value = fields.size() == 2 ? numberOf(fields[0]) : std::nullopt;
-        if (value) {
-            numbers_[fields[1]] = *value;
-        } else {
+        if (!value) {
             addProblem(problems, number, "NUMBER:NAMESPACE");
+            return;
         }
+        const auto [known, isNew] = numbers_.try_emplace(fields[1], *value);
+        if (!isNew) {
+            names_.erase({known->second, known->first});
+            known->second = *value;
+        }
+        names_.emplace(*value, fields[1]);
     });
 }
 
 std::vector<std::string> SceneInfo::names(std::uint32_t number) const {
     std::vector<std::string> found;
-    for (const auto& [name, own] : numbers_) {
-        if (own == number) {
-            found.push_back(name);
-        }
+    for (auto place = names_.lower_bound({number, ""}); place != names_.end() && place->first == number; ++place) {
+        found.push_back(place->second);
     }
     return found;
+}
+
+void dropRepetitions(std::vector<std::string>& texts) {
+    std::vector<std::size_t> places(texts.size());
+    std::iota(places.begin(), places.end(), std::size_t{0});
+    std::sort(places.begin(), places.end(), [&](std::size_t left, std::size_t right) {
+        const int order = texts[left].compare(texts[right]);
+        return order != 0 ? order < 0 : left < right;
+    });
+    const auto isSame = [&](std::size_t left, std::size_t right) { return texts[left] == texts[right]; };
+    places.erase(std::unique(places.begin(), places.end(), isSame), places.end());
+    std::sort(places.begin(), places.end());
+    for (std::size_t index = 0; index < places.size(); ++index) {
+        if (places[index] != index) {
+            texts[index] = std::move(texts[places[index]]);
+        }
+    }
+    texts.resize(places.size());
 }
 
 void FuncInfo::add(std::string_view text, std::vector<std::string>& problems) {
@@ -140,12 +162,12 @@ void FuncInfo::add(std::string_view text, std::vector<std::string>& problems) {
             return;
         }
         for (const std::string& function : pieces(fields[1], ',')) {
-            std::vector<std::string>& known = functions_[fields[0]];
-            if (std::find(known.begin(), known.end(), function) == known.end()) {
-                known.push_back(function);
-            }
+            functions_[fields[0]].push_back(function);
         }
     });
+    for (auto& [name, functions] : functions_) {
+        dropRepetitions(functions);
+    }
 }
 
 int readTextFile(const std::string& path, std::string& text) {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -35,7 +36,11 @@ public:
 
 private:
     std::map<std::string, std::uint32_t> numbers_;
+    std::set<std::pair<std::uint32_t, std::string>> names_;  // the same by number
 };
+
+// Keeps each text once, at its first place. Takes no more time than sorting does, whoever wrote the list.
+void dropRepetitions(std::vector<std::string>& texts);
 
 // Lines of funcinfo: a namespace and its functions, "module:function", in the order of their numbers.
 class FuncInfo {

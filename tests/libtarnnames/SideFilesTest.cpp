@@ -113,6 +113,35 @@ TEST(SideFiles, NamesThatShareANumberAllStay) {
     EXPECT_THAT(scenes.names(9), IsEmpty());
 }
 
+TEST(SideFiles, ANameIsFoundUnderItsLastNumberOnly) {
+    std::vector<std::string> problems;
+    SceneInfo scenes = scenesOf("7:net\n7:fs\n8:net\n8:net\n", problems);
+    EXPECT_THAT(scenes.names(7), ElementsAre("fs"));
+    EXPECT_THAT(scenes.names(8), ElementsAre("net"));
+    scenes.add("8:fs\n", problems);
+    EXPECT_THAT(scenes.names(7), IsEmpty());
+    EXPECT_THAT(scenes.names(8), ElementsAre("fs", "net"));
+}
+
+TEST(SideFiles, RepetitionsAreDroppedBehindTheFirst) {
+    std::vector<std::string> texts{"z", "", "a", "z", "k", "", "a", "b", "z"};
+    tarnnames::dropRepetitions(texts);
+    EXPECT_THAT(texts, ElementsAre("z", "", "a", "k", "b"));
+    texts.clear();
+    tarnnames::dropRepetitions(texts);
+    EXPECT_THAT(texts, IsEmpty());
+}
+
+TEST(SideFiles, FunctionsOfSeveralLinesAndTextsKeepTheirFirstPlaces) {
+    std::vector<std::string> problems;
+    FuncInfo functions;
+    functions.add("net#m:z,m:a,m:z\nfs#m:z\nnet#m:k,m:a,m:b\n", problems);
+    functions.add("net#m:b,m:0,m:z\n", problems);
+    EXPECT_THAT(functions.functions(), ElementsAre(Pair("fs", ElementsAre("m:z")),
+                                                   Pair("net", ElementsAre("m:z", "m:a", "m:k", "m:b", "m:0"))));
+    EXPECT_THAT(problems, IsEmpty());
+}
+
 TEST(SideFiles, FunctionsKeepTheirOrderAndStandOnce) {
     std::vector<std::string> problems;
     FuncInfo functions;

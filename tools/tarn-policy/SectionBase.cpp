@@ -2,7 +2,6 @@
 
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <map>
 
 #include "Common/Common.h"
@@ -14,6 +13,7 @@
 #include "Verification.h"
 #include "libtarnmessage/RecordSize.h"
 #include "libtarnmessage/SetReader.h"
+#include "libtarnnames/SideFiles.h"
 #include "libtarnpolicydoc/Check.h"
 #include "libtarnpolicysync/Paths.h"
 
@@ -34,9 +34,9 @@ Numbers pinnedNumbers(const std::string& sceneInfo) {
     return numbers;
 }
 
-void append(std::vector<std::string>& functions, const std::string& function) {
-    if (std::find(functions.begin(), functions.end(), function) == functions.end()) {
-        functions.push_back(function);
+void dropRepetitions(Functions& table) {
+    for (auto& [name, functions] : table) {
+        tarnnames::dropRepetitions(functions);
     }
 }
 
@@ -51,10 +51,11 @@ Functions functionsOf(const std::string& path) {
                 continue;
             }
             for (const std::string& function : Split(fields[1], ',')) {
-                append(table[fields[0]], function);
+                table[fields[0]].push_back(function);
             }
         }
     }
+    dropRepetitions(table);
     return table;
 }
 
@@ -81,7 +82,14 @@ public:
         : functions_(functionsOf(paths::kFuncInfo)), pinned_(pinnedNumbers(paths::kSceneInfo)) {
         for (const policydoc::NamespaceEntry& entry : document.namespaces) {
             for (const policydoc::FunctionEntry& function : entry.functions) {
-                append(functions_[entry.name], function.module + ":" + function.function);
+                functions_[entry.name].push_back(function.module + ":" + function.function);
+            }
+        }
+        dropRepetitions(functions_);
+        for (const auto& [name, functions] : functions_) {
+            std::map<std::string, std::size_t>& numbers = numbers_[name];
+            for (const std::string& function : functions) {
+                numbers.emplace(function, numbers.size() + 1);
             }
         }
     }
@@ -93,12 +101,12 @@ public:
 
     // From 1; 0 for a function that will not be announced.
     std::size_t functionNumber(const std::string& nameSpace, const std::string& function) const {
-        const auto list = functions_.find(nameSpace);
-        if (list == functions_.end()) {
+        const auto known = numbers_.find(nameSpace);
+        if (known == numbers_.end()) {
             return 0;
         }
-        const auto place = std::find(list->second.begin(), list->second.end(), function);
-        return place == list->second.end() ? 0 : static_cast<std::size_t>(place - list->second.begin()) + 1;
+        const auto number = known->second.find(function);
+        return number == known->second.end() ? 0 : number->second;
     }
 
     std::uint64_t messageBytes() const {
@@ -111,6 +119,7 @@ public:
 
 private:
     Functions functions_;
+    std::map<std::string, std::map<std::string, std::size_t>> numbers_;  // of the functions, from 1
     Numbers pinned_;
 };
 

@@ -191,6 +191,15 @@ TEST_F(SectionTest, FunctionsInUseKeepTheirPlaces) {
     EXPECT_NE(testfiles::read(std::string(kSet) + "/namemsg"), before);
 }
 
+TEST_F(SectionTest, AFunctionThatTheSideFileRepeatsHasItsFirstPlace) {
+    plainKernel();
+    apply();
+    testfiles::write("/etc/tarn/funcinfo", "net#netmod:check,netmod:check\nnet#netmod:log,netmod:check\n");
+    const Outcome outcome = tool({"section", "quiet", "h", kPolicy});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(testfiles::read("/etc/tarn/.funcinfo"), "net#netmod:check,netmod:log\n");
+}
+
 TEST_F(SectionTest, NamespacesOfTheSetStayInTheSideFile) {
     plainKernel();
     testfiles::write("/etc/tarn/scene_info", "7:quiet\n");
