@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "libtarnmessage/MessageText.h"
 #include "libtarnsort/SortFailure.h"
 
 namespace tarnsort {
@@ -17,7 +18,7 @@ namespace {
 constexpr std::size_t kPendingBytes = std::size_t{1} << 20U;
 
 [[noreturn]] void fail(const std::string& what, const std::string& folder, int error) {
-    throw SortFailure(what + " in " + folder, std::strerror(error),
+    throw SortFailure(what + " in " + tarnmessage::escaped(folder), std::strerror(error),
                       "point TMPDIR at a folder that you may write to, with room for a copy of the set");
 }
 

@@ -141,6 +141,15 @@ TEST_F(ExternalSortTest, AMissingFolderIsNamed) {
     }
 }
 
+TEST_F(ExternalSortTest, TheNameOfAFolderIsEscaped) {
+    try {
+        static_cast<void>(sorted(randomRecords(2000, 40, 3), 9000, "/etc/tarn/no\n\x1bwhere"));
+        FAIL() << "sorted without a folder";
+    } catch (const SortFailure& failure) {
+        EXPECT_THAT(failure.tried(), testing::EndsWith(R"(in /etc/tarn/no\x0a\x1bwhere)"));
+    }
+}
+
 TEST_F(ExternalSortTest, AFullFolderIsNamed) {
     if (mount("tmpfs", kFolder, "tmpfs", 0, "size=256k") != 0) {
         GTEST_SKIP() << "no file system can be mounted here that fills up";

@@ -11,11 +11,12 @@
 
 #include "Common/Handles.h"
 #include "Failure.h"
+#include "libtarnmessage/MessageText.h"
 
 namespace {
 
 [[noreturn]] void fail(const std::string& path, const std::string& reason) {
-    throw Failure(ExitCode::kFailed, "write " + path, reason, "name a file in a folder of yours");
+    throw Failure(ExitCode::kFailed, "write " + tarnmessage::escaped(path), reason, "name a file in a folder of yours");
 }
 
 // A device or a link would be lost to the page that takes its name.

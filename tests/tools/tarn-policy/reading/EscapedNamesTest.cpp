@@ -130,6 +130,10 @@ TEST_F(EscapedNamesTest, EveryVerbEscapesThePath) {
         EXPECT_THAT(run({verb, set}).err, HasSubstr(escaped + "/scene_info: line 1 is skipped")) << verb;
         EXPECT_THAT(run({verb, folder + "/nothing"}).err, HasSubstr(escaped + "/nothing: ")) << verb;
     }
+    for (const std::string page : {"/none/page.html", "/policydata"}) {
+        EXPECT_THAT(run({"stat", set, "--html", folder + page}).err,
+                    HasSubstr("cannot write " + escaped + page + ": "));
+    }
     EXPECT_THAT(run({"diff", set, folder + "/nothing"}).err, HasSubstr("rules of " + escaped + "/nothing: "));
     EXPECT_THAT(run({"query", set, "--labels", folder + "/none"}).err, HasSubstr(escaped + "/none: No such file"));
     EXPECT_THAT(run({"diff", set, set, "--labels", folder + "/none"}).err, HasSubstr(escaped + "/none: No such file"));
