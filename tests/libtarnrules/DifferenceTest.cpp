@@ -9,6 +9,8 @@
 #include <functional>
 
 #include "RuleTools.h"
+#include "support/PeakMemory.h"
+#include "support/PlainMessage.h"
 
 namespace {
 
@@ -346,5 +348,53 @@ TEST(DifferenceTest, WhatWaitsTooLongIsToldAsRemovedAndAdded) {
     EXPECT_GT(found->changedFrom.size(), 30U);
     EXPECT_GT(found->removed.size(), 1U);
 }
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // they keep freed memory for a while
+// Counts, and keeps nothing.
+class Counted : public tarnrules::DifferenceVisitor {
+public:
+    bool onAdded(std::string_view /*form*/) override { return ++added != 0; }
+    bool onRemoved(std::string_view /*form*/) override { return ++removed != 0; }
+    bool onChanged(std::string_view /*oldForm*/, std::string_view /*newForm*/) override { return ++changed != 0; }
+
+    std::uint32_t added = 0;
+    std::uint32_t removed = 0;
+    std::uint32_t changed = 0;
+};
+
+// Two sets of 20 MB that share no rule.
+TEST(DifferenceTest, TakesNoMoreMemoryThanItsSortsMay) {
+    constexpr std::uint32_t kFiles = 20;
+    constexpr std::uint32_t kRecords = 10000;
+    constexpr std::size_t kMessage = std::size_t{1} << 20U;
+    for (const char* set : {kSet, kOtherSet}) {
+        for (const char* name : {"begin", "end"}) {
+            testfiles::write(std::string(set) + "/" + name + "msg", golden::message(name));
+        }
+        testfiles::write(std::string(set) + "/namemsg", golden::message("namespace"));
+        for (std::uint32_t file = 0; file < kFiles; ++file) {
+            const std::uint64_t first = file * kRecords + (set == kSet ? 1U : 1U + kFiles * kRecords);
+            testfiles::write(std::string(set) + "/base_0_net_g_" + std::to_string(file),
+                             golden::plainMessage(kRecords, first));
+        }
+    }
+    tarnsort::SortLimits limits;
+    limits.memoryBytes = kMessage;
+    Counted found;
+    const std::size_t growth = peakmemory::growthDuring([&] {
+        RuleSet before(kSet, "");
+        RuleSet after(kOtherSet, "");
+        before.read(limits);
+        after.read(limits);
+        tarnrules::compareRules(before, after, found);
+    });
+    EXPECT_EQ(found.removed, kFiles * kRecords);
+    EXPECT_EQ(found.added, kFiles * kRecords);
+    EXPECT_EQ(found.changed, 0U);
+    EXPECT_GT(growth, kMessage);
+    // Two sorts, what each buffers of its file, and messages that are being read.
+    EXPECT_LT(growth, 8 * kMessage);
+}
+#endif
 
 }  // namespace

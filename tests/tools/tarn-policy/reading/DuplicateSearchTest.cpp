@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "support/PeakMemory.h"
+
 namespace {
 
 constexpr std::size_t kLarge = std::size_t{16} << 20U;  // bytes
@@ -126,3 +128,27 @@ TEST(DuplicateSearch, FindsTheSameWithAndWithoutDisk) {
     EXPECT_GT(inMemory.size(), 5000U);
     EXPECT_EQ(search(records, kSmall), inMemory);
 }
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // they keep freed memory for a while
+// Of a million records ten times the memory is kept.
+TEST(DuplicateSearch, TakesNoMoreMemoryThanItMay) {
+    constexpr std::size_t kMemory = std::size_t{2800} << 10U;
+    constexpr std::uint32_t kRecords = 1000000;
+    const std::size_t growth = peakmemory::growthDuring([] {
+        DuplicateSearch duplicates(kMemory);
+        for (std::uint32_t file = 0; file < kRecords; ++file) {
+            duplicates.add(std::to_string(file / 2), file, 7);
+        }
+        std::uint32_t pairs = 0;
+        duplicates.finish(
+            [](const Place& place, std::string& bytes) {
+                bytes = std::to_string(place.file / 2);
+                return true;
+            },
+            [&](const Place&, const Place&) { ++pairs; });
+        EXPECT_EQ(pairs, kRecords / 2);
+    });
+    EXPECT_GT(growth, kMemory / 2);
+    EXPECT_LT(growth, kMemory * 2) << "a megabyte is buffered of what is written";
+}
+#endif

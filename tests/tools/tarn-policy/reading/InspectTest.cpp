@@ -363,24 +363,6 @@ TEST_F(InspectTest, FullDiskUnderTheOutputIsTrouble) {
     EXPECT_THAT(outcome.err, HasSubstr("cannot write to standard output: No space left on device"));
 }
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // they keep freed memory for a while
-// Ten times the records in the same memory.
-TEST_F(InspectTest, MemoryDoesNotGrowWithTheSet) {
-    put("beginmsg", "begin");
-    put("endmsg", "end");
-    const auto peak = [](int files) {
-        for (int file = 0; file < files; ++file) {
-            testfiles::write(at("base_0_net_g_" + std::to_string(file)), plainMessage(10000, 1));
-        }
-        return peakOfTool({"inspect", "--json", kSet});
-    };
-    const long few = peak(3);
-    const long many = peak(30);
-    EXPECT_GT(few, 1000);
-    EXPECT_LT(many, few + 4096) << "KiB";
-}
-#endif
-
 TEST_F(InspectTest, NothingOnTheMachineIsTouched) {
     putSet();
     putSideFiles();

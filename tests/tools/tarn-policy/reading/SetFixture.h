@@ -20,9 +20,13 @@
 #include "support/Files.h"
 #include "support/Golden.h"
 #include "support/LongRecord.h"
+#include "support/PlainMessage.h"
 #include "support/Process.h"
 
 namespace settest {
+
+using golden::plainMessage;
+using golden::withWord;
 
 inline constexpr char kFolder[] = "/etc/tarn/copy";
 inline constexpr char kSet[] = "/etc/tarn/copy/policydata";
@@ -98,25 +102,6 @@ protected:
         EXPECT_EQ(wait4(child, &status, 0, &usage), child);
         EXPECT_EQ(status, 0);
         return usage.ru_maxrss;
-    }
-
-    static std::string withWord(std::string bytes, std::size_t offset, std::uint32_t word) {
-        std::memcpy(bytes.data() + offset, &word, sizeof word);
-        return bytes;
-    }
-
-    // A policy message of `count` copies of the record of policy-plain, each with another subject from `first` on.
-    static std::string plainMessage(std::uint32_t count, std::uint64_t first) {
-        const std::string plain = golden::message("policy-plain");
-        std::string message = plain.substr(0, 20);
-        for (std::uint32_t record = 0; record < count; ++record) {
-            std::string bytes = plain.substr(20, 100);
-            const std::uint64_t subject = first + record;
-            std::memcpy(bytes.data() + 12, &subject, sizeof subject);
-            message += bytes;
-        }
-        message += plain.substr(120);
-        return withWord(withWord(message, 4, static_cast<std::uint32_t>(message.size())), 12, count);
     }
 
     static Json::Value parse(const std::string& text) {
