@@ -69,6 +69,17 @@ TEST(ParallelCompilerModel, RunsOfRulesCutIntoSlicesEqualTheModels) {
     }
 }
 
+TEST(ParallelCompilerModel, LongListsBetweenShortOnesEqualTheModels) {
+    model::Policy policy;
+    policy.numbers = samples::numbers();
+    std::vector<PolicyNode>& rules = policy.groups["base"].vecPolicy;
+    rules.assign(40, samples::rule());
+    for (std::size_t index = 0; index < rules.size(); ++index) {
+        rules[index].vecObjectId.assign(index % 8 == 0 ? 9000 - 200 * index : 1, samples::id(index));
+    }
+    EXPECT_TRUE(testbytes::sameFiles(model::policyFiles(policy.numbers, policy.groups, 1), compile(policy, 1)));
+}
+
 TEST(ParallelCompilerModel, MessagesOfManyRecordsEqualTheModels) {
     model::Shape shape;
     shape.keys = 2;
