@@ -6,6 +6,7 @@
 
 namespace {
 
+using golden::withWord;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::Not;
