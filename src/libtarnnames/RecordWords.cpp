@@ -11,7 +11,7 @@ std::size_t bytesOf(const RecordWords& words) {
     for (const std::vector<std::string>* names :
          {&words.nameSpaces, &words.groups, &words.classes, &words.permissions}) {
         for (const std::string& name : *names) {
-            bytes += sizeof name + name.size();
+            bytes += sizeof(std::string) + name.size();
         }
     }
     return bytes;

@@ -22,8 +22,8 @@ public:
 
     // The body of one thread: compiles the rules, which views can be had of, and adds the status to the results, which
     // the mutex guards.
-    template <typename Rule>
-    static int compileSlice(SliceCompiler& compiler, const std::string& prefix, const std::vector<Rule>& rules,
+    template <typename Rules>
+    static int compileSlice(SliceCompiler& compiler, const std::string& prefix, const Rules& rules,
                             std::vector<int>& results, std::mutex& mutex);
 
 private:

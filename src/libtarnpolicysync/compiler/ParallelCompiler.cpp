@@ -44,10 +44,9 @@ PolicyModuleManagerInterface::Private::CompilerThreads::CompilerThreads(PolicyMo
     }
 }
 
-template <typename Rule>
+template <typename Rules>
 int PolicyModuleManagerInterface::Private::CompilerThreads::compileSlice(SliceCompiler& compiler,
-                                                                         const std::string& prefix,
-                                                                         const std::vector<Rule>& rules,
+                                                                         const std::string& prefix, const Rules& rules,
                                                                          std::vector<int>& results, std::mutex& mutex) {
     const int status = compiler.compile(prefix, rules);
     const std::lock_guard<std::mutex> lock(mutex);

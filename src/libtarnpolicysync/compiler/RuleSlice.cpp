@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr std::size_t kLargestBlock = 65536;  // identifiers
+constexpr std::size_t kLargestBlock = 4 * kLargePage / sizeof(TARN_ID);
 
 bool sameParam(const FuncParam& left, const FuncParam& right) {
     return left.uiParamType == right.uiParamType && left.iData == right.iData && left.strData == right.strData;
@@ -63,23 +63,18 @@ void RuleSlice::add(const PolicyNode& rule) {
 }
 
 const TARN_ID* RuleSlice::keep(const std::vector<TARN_ID>& identifiers) {
-    if (blockSize_ - blockUsed_ < identifiers.size()) {
+    if (blocks_.empty() || blocks_.back().capacity() - blocks_.back().size() < identifiers.size()) {
         addBlock(identifiers.size());
     }
-    if (identifiers.empty()) {
-        return nullptr;
-    }
-    TARN_ID* kept = &blocks_.back()[blockUsed_];
-    std::copy(identifiers.begin(), identifiers.end(), kept);
-    blockUsed_ += identifiers.size();
-    return kept;
+    Block& block = blocks_.back();
+    block.insert(block.end(), identifiers.begin(), identifiers.end());
+    return block.data() + (block.size() - identifiers.size());
 }
 
 // A small slice takes little, and a large one few blocks. What is never used is never touched.
 void RuleSlice::addBlock(std::size_t least) {
-    const std::size_t size = std::max(least, std::min(2 * blockSize_, kLargestBlock));
-    std::unique_ptr<TARN_ID[]> block(new TARN_ID[size]);
+    const std::size_t size = blocks_.empty() ? 0 : blocks_.back().capacity();
+    Block block;
+    block.reserve(std::max(least, std::min(2 * size, kLargestBlock)));
     blocks_.push_back(std::move(block));
-    blockSize_ = size;
-    blockUsed_ = 0;
 }

@@ -4,10 +4,10 @@
 
 #include <cstddef>
 #include <list>
-#include <memory>
 #include <vector>
 
 #include "libtarnpolicysync/PolicyTypes.h"
+#include "libtarnpolicysync/compiler/LargePages.h"
 
 // A rule with its identifiers beside it: those of `head` do not count.
 struct RuleView {
@@ -36,17 +36,18 @@ public:
     void add(const PolicyNode& rule);
 
     // The views hold as long as the slice, also when it moves. Rules of one run have one head, and no others have it.
-    const std::vector<RuleView>& rules() const { return rules_; }
+    using Rules = std::vector<RuleView, LargePages<RuleView>>;
+    const Rules& rules() const { return rules_; }
 
 private:
+    using Block = std::vector<TARN_ID, LargePages<TARN_ID>>;
+
     const TARN_ID* keep(const std::vector<TARN_ID>& identifiers);
     void addBlock(std::size_t least);
 
-    std::vector<RuleView> rules_;
+    Rules rules_;
     std::list<PolicyNode> heads_;  // they stay where they are
-    std::vector<std::unique_ptr<TARN_ID[]>> blocks_;
-    std::size_t blockSize_ = 0;  // of the last block, in identifiers
-    std::size_t blockUsed_ = 0;
+    std::vector<Block> blocks_;    // never filled beyond what they have room for, so that identifiers stay, too
 };
 
 #endif

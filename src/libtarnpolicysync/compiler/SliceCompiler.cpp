@@ -57,7 +57,7 @@ int writeMessage(const MessageBuffer& message, const std::string& path) {
 }  // namespace
 
 int PolicyModuleManagerInterface::Private::SliceCompiler::compile(const std::string& prefix,
-                                                                  const std::vector<RuleView>& rules) {
+                                                                  const RuleSlice::Rules& rules) {
     return compileAll(prefix, rules);
 }
 
@@ -66,9 +66,8 @@ int PolicyModuleManagerInterface::Private::SliceCompiler::compile(const std::str
     return compileAll(prefix, rules);
 }
 
-template <typename Rule>
-int PolicyModuleManagerInterface::Private::SliceCompiler::compileAll(const std::string& prefix,
-                                                                     const std::vector<Rule>& rules) {
+template <typename Rules>
+int PolicyModuleManagerInterface::Private::SliceCompiler::compileAll(const std::string& prefix, const Rules& rules) {
     prefix_ = prefix;
     int status = addRules(rules);
     if (status == 0) {
@@ -78,9 +77,9 @@ int PolicyModuleManagerInterface::Private::SliceCompiler::compileAll(const std::
     return status;
 }
 
-template <typename Rule>
-int PolicyModuleManagerInterface::Private::SliceCompiler::addRules(const std::vector<Rule>& rules) {
-    for (const Rule& rule : rules) {
+template <typename Rules>
+int PolicyModuleManagerInterface::Private::SliceCompiler::addRules(const Rules& rules) {
+    for (const auto& rule : rules) {
         if (const int status = addRule(viewOf(rule))) {
             return status;
         }

@@ -20,7 +20,7 @@ public:
         : dump_(manager.logflag), directory_(std::move(directory)), lookup_(manager) {}
 
     // Stops at the first failure and returns its status: unfinished messages are dropped, written files stay.
-    int compile(const std::string& prefix, const std::vector<RuleView>& rules);
+    int compile(const std::string& prefix, const RuleSlice::Rules& rules);
     int compile(const std::string& prefix, const std::vector<PolicyNode>& rules);
 
 private:
@@ -41,10 +41,10 @@ private:
         unsigned long length = 0;
     };
 
-    template <typename Rule>
-    int compileAll(const std::string& prefix, const std::vector<Rule>& rules);
-    template <typename Rule>
-    int addRules(const std::vector<Rule>& rules);
+    template <typename Rules>
+    int compileAll(const std::string& prefix, const Rules& rules);
+    template <typename Rules>
+    int addRules(const Rules& rules);
     int flushAll();
     void dropGroups();
     std::unique_ptr<MessageBuffer> takeBuffer();

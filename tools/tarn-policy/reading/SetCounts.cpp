@@ -113,7 +113,7 @@ void SetCounts::addToSums(const CountRow& row) {
 }
 
 SetCounts::Bars SetCounts::by(Column column) const {
-    const auto place = std::find(kSummed.begin(), kSummed.end(), column);
+    const auto* place = std::find(kSummed.begin(), kSummed.end(), column);
     const Sums& sums = sums_[static_cast<std::size_t>(place - kSummed.begin())];
     return sorted({sums.begin(), sums.end()});
 }
