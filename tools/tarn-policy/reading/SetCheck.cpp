@@ -14,7 +14,6 @@
 namespace {
 
 using tarnmessage::escaped;
-using tarnmessage::quoted;
 
 constexpr std::size_t kMostSeen = 4096;  // a file whose records all differ must not fill the memory
 constexpr mode_t kFileMode = 0440;
@@ -69,7 +68,8 @@ void SetCheck::onNamespace(const tarnmessage::NamespaceView& block) {
     const auto [before, isNew] = announced_.try_emplace(name, block.offset);
     if (!isNew) {
         notice("same-name", block.offset,
-               "namespace " + quoted(name) + " was announced before, at offset " + std::to_string(before->second),
+               "namespace " + tarnmessage::quoted(name) + " was announced before, at offset " +
+                   std::to_string(before->second),
                "one block");
     }
     checkNameNumber(block, name);
@@ -84,8 +84,9 @@ void SetCheck::checkNameNumber(const tarnmessage::NamespaceView& block, const st
     if (!isNew) {
         if (first->second.name != name) {
             notice("same-number", block.offset,
-                   "namespace " + quoted(name) + " has the number " + std::to_string(number) + " of " +
-                       quoted(first->second.name) + ", announced at offset " + std::to_string(first->second.offset),
+                   "namespace " + tarnmessage::quoted(name) + " has the number " + std::to_string(number) + " of " +
+                       tarnmessage::quoted(first->second.name) + ", announced at offset " +
+                       std::to_string(first->second.offset),
                    "a number of its own");
         }
         return;
@@ -103,7 +104,7 @@ void SetCheck::checkPin(const tarnmessage::NamespaceView& block, const std::stri
     const std::uint32_t expected = isPinned ? pinned->second : stringToId(name.c_str());
     if (block.node.nameId != expected) {
         notice("pinned-number", block.offset,
-               "namespace " + quoted(name) + " has the number " + std::to_string(block.node.nameId),
+               "namespace " + tarnmessage::quoted(name) + " has the number " + std::to_string(block.node.nameId),
                std::to_string(expected) + (isPinned ? ", as scene_info says" : ", its checksum"));
     }
 }
@@ -113,12 +114,13 @@ void SetCheck::checkFunctions(const tarnmessage::NamespaceView& block) {
     tarnmessage::FunctionCursor functions = block.functions();
     for (tarnmessage::FunctionView function; functions.next(function);) {
         if (!names.insert(function.name).second) {
-            notice("same-function", function.offset, "function " + quoted(function.name) + " was announced before",
-                   "one number for it");
+            notice("same-function", function.offset,
+                   "function " + tarnmessage::quoted(function.name) + " was announced before", "one number for it");
         }
         const std::size_t colon = function.name.find(':');
         if (colon == 0 || colon == std::string_view::npos || colon + 1 == function.name.size()) {
-            notice("function-name", function.offset, "function " + quoted(function.name), "MODULE:FUNCTION");
+            notice("function-name", function.offset, "function " + tarnmessage::quoted(function.name),
+                   "MODULE:FUNCTION");
         }
     }
 }
@@ -202,7 +204,7 @@ void SetCheck::checkVariables(const tarnmessage::PolicyRecordView& record) {
             return variable.substr(0, prefix.size()) == prefix;
         });
         if (!fits) {
-            notice("variable-namespace", node.offset, "dynamic variable " + quoted(variable),
+            notice("variable-namespace", node.offset, "dynamic variable " + tarnmessage::quoted(variable),
                    "one of namespace " + escaped(prefixes_.front().substr(0, prefixes_.front().size() - 1)));
         }
     }
