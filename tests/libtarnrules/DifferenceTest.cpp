@@ -353,9 +353,18 @@ TEST(DifferenceTest, WhatWaitsTooLongIsToldAsRemovedAndAdded) {
 // Counts, and keeps nothing.
 class Counted : public tarnrules::DifferenceVisitor {
 public:
-    bool onAdded(std::string_view /*form*/) override { return ++added != 0; }
-    bool onRemoved(std::string_view /*form*/) override { return ++removed != 0; }
-    bool onChanged(std::string_view /*oldForm*/, std::string_view /*newForm*/) override { return ++changed != 0; }
+    bool onAdded(std::string_view /*form*/) override {
+        ++added;
+        return true;
+    }
+    bool onRemoved(std::string_view /*form*/) override {
+        ++removed;
+        return true;
+    }
+    bool onChanged(std::string_view /*oldForm*/, std::string_view /*newForm*/) override {
+        ++changed;
+        return true;
+    }
 
     std::uint32_t added = 0;
     std::uint32_t removed = 0;

@@ -35,6 +35,7 @@ struct LargePages {
         if (bytes < kLargePage) {
             ::operator delete(memory);
         } else {
+            // cppcheck-suppress doubleFree ; the list of functions says that munmap frees each of its arguments
             static_cast<void>(munmap(memory, bytes));
         }
     }
