@@ -6,18 +6,22 @@
 #include "CompiledSet.h"
 #include "Failure.h"
 #include "Files.h"
-#include "Verification.h"
 #include "libtarnmessage/SetReader.h"
 #include "libtarnpolicysync/Paths.h"
 
 namespace {
 
+// What can't be read is no copy. This is asked for while other failures are reported, too.
 bool holdsAll(const std::string& finished, const std::string& waiting) {
-    const std::vector<std::string> messages = messagesInOrder(waiting);
-    return isFolder(finished) && std::all_of(messages.begin(), messages.end(), [&](const std::string& name) {
-               const std::string path = paths::inDirectory(finished, name);
-               return fileExists(path) && readWholeFile(path) == readWholeFile(paths::inDirectory(waiting, name));
-           });
+    try {
+        const std::vector<std::string> messages = messagesInOrder(waiting);
+        return std::all_of(messages.begin(), messages.end(), [&](const std::string& name) {
+            return readWholeFile(paths::inDirectory(finished, name)) ==
+                   readWholeFile(paths::inDirectory(waiting, name));
+        });
+    } catch (const Failure&) {
+        return false;
+    }
 }
 
 void finishRenames(Report& report) {

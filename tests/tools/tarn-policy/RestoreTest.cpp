@@ -179,6 +179,18 @@ TEST_F(RestoreTest, ACopyOfTheFinishedSetIsNoRenameThatWasCutOff) {
     EXPECT_EQ(tool({"section", "net", "g", kPolicy}).status, 0);
 }
 
+TEST_F(RestoreTest, WhatCannotBeReadInTheFinishedSetHidesNoFailure) {
+    finished();
+    ASSERT_EQ(tool({"compile", kPolicy}).status, 0);
+    remove("/etc/tarn/.scene_info");
+    remove(std::string(kFinalSet) + "/extra_0_quiet_h_0");
+    testfiles::makeDirectories(std::string(kFinalSet) + "/extra_0_quiet_h_0");
+    for (const std::string verb : {"restore", "send"}) {
+        EXPECT_EQ(tool({verb}).status, 7) << verb;
+    }
+    expectRefused(7, {"section", "net", "g", kPolicy});
+}
+
 TEST_F(RestoreTest, ACompilationWithoutItsEndMessageSaysNothingOfTheFinishedSet) {
     finished();
     ASSERT_EQ(tool({"compile", kPolicy}).status, 0);
