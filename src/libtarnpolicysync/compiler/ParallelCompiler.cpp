@@ -61,8 +61,7 @@ std::vector<int> PolicyModuleManagerInterface::Private::CompilerThreads::compile
     const SliceWorkers::Task compileOne = [&](std::size_t index) {
         try {
             const RuleSlice slice = std::move(slices[index]);
-            statuses[index] =
-                compileSlice(compilers_[index], paths::slicePrefix(stem, index), slice.rules(), results, g_mutex);
+            statuses[index] = compileSlice(compilers_[index], paths::slicePrefix(stem, index), slice, results, g_mutex);
         } catch (const std::exception&) {  // out of memory, or a table that can't be locked: the caller's line says so
             statuses[index] = 1;
         }
@@ -71,7 +70,7 @@ std::vector<int> PolicyModuleManagerInterface::Private::CompilerThreads::compile
     for (std::size_t index = 0; index < slices.size(); ++index) {
         if (workers_.isMissing(index)) {
             statuses[index] = 1;
-        } else if (!slices[index].rules().empty()) {  // an empty slice writes nothing and succeeds
+        } else if (!slices[index].runs().empty()) {  // an empty slice writes nothing and succeeds
             indices.push_back(index);
         }
     }

@@ -20,11 +20,19 @@ std::size_t countRules(const Table& table) {
     return count;
 }
 
-void copySlice(const std::vector<PolicyNode>& rules, std::size_t count, std::size_t index, RuleSlice& slice) {
+const PolicyNode& ruleOf(const PolicyNode& rule) {
+    return rule;
+}
+const PolicyNode& ruleOf(const PolicyNode* rule) {
+    return *rule;
+}
+
+// Slice `index` of `count` of the rules, or of those that are pointed at.
+template <typename Rules>
+void copySlice(const Rules& rules, std::size_t count, std::size_t index, RuleSlice& slice) {
     const SliceRange range = sliceRange(rules.size(), count, index);
-    slice.reserve(range.length);
     for (std::size_t offset = 0; offset < range.length; ++offset) {
-        slice.add(rules[range.begin + offset]);
+        slice.add(ruleOf(rules[range.begin + offset]));
     }
 }
 
@@ -79,4 +87,22 @@ std::vector<SectionSnapshot> takeSnapshot(const Table& table, std::size_t sliceC
         }
     }
     return sections;
+}
+
+SectionSnapshot takeSectionSnapshot(const Table& table, const std::string& nameSpace, const std::string& group,
+                                    std::size_t sliceCount) {
+    SectionSnapshot section{"", std::vector<RuleSlice>(sliceCount)};
+    std::vector<const PolicyNode*> matches;
+    for (const auto& [key, entry] : table) {
+        for (const PolicyNode& rule : entry.vecPolicy) {
+            if (rule.strNamespace == nameSpace && rule.strGroup == group) {
+                matches.push_back(&rule);
+                section.key = key;
+            }
+        }
+    }
+    for (std::size_t index = 0; index < sliceCount; ++index) {
+        copySlice(matches, sliceCount, index, section.slices[index]);
+    }
+    return section;
 }

@@ -1,5 +1,5 @@
-// The copy of the rule table that a compilation works on, already cut into the slices of its threads, so that each rule
-// is copied once on its way.
+// The copies of the rule table that compilations work on, already cut into the slices of their threads, so that each
+// rule is copied once on its way. The caller holds the table's mutex meanwhile.
 #ifndef TARN_COMPILER_POLICY_SNAPSHOT_H
 #define TARN_COMPILER_POLICY_SNAPSHOT_H
 
@@ -14,8 +14,13 @@ struct SectionSnapshot {
     std::vector<RuleSlice> slices;
 };
 
-// Copies the whole table; the caller holds its mutex. Large tables are copied by helper threads, one a slice, which
-// take no lock and have ended when this returns. A section that is cut into no slices comes back with its key alone.
+// Copies the whole table. Large tables are copied by helper threads, one a slice, which take no lock and have ended when
+// this returns. A section that is cut into no slices comes back with its key alone.
 std::vector<SectionSnapshot> takeSnapshot(const std::map<std::string, PolicyDb>& table, std::size_t sliceCount);
+
+// Copies the rules of one namespace and group, in the order of the table. The key is that of the last of them; without
+// any it is empty.
+SectionSnapshot takeSectionSnapshot(const std::map<std::string, PolicyDb>& table, const std::string& nameSpace,
+                                    const std::string& group, std::size_t sliceCount);
 
 #endif

@@ -52,23 +52,34 @@ PolicyNode headOf(const PolicyNode& rule) {
     return head;
 }
 
+// Whether a rule that may be of the run has as many identifiers.
+bool sameCounts(const RuleRun& run, const PolicyNode& rule) {
+    return run.subjectCount == rule.vecSubjectId.size() && run.objectCount == rule.vecObjectId.size();
+}
+
 }  // namespace
 
 void RuleSlice::add(const PolicyNode& rule) {
+    const std::size_t count = rule.vecSubjectId.size() + rule.vecObjectId.size();
+    bool continues = !runs_.empty() && sameCounts(runs_.back(), rule);
     if (heads_.empty() || !sameHead(heads_.back(), rule)) {
         heads_.push_back(headOf(rule));
+        continues = false;
     }
-    rules_.push_back({&heads_.back(), keep(rule.vecSubjectId), rule.vecSubjectId.size(), keep(rule.vecObjectId),
-                      rule.vecObjectId.size()});
+    if (!hasRoom(count)) {
+        addBlock(count);
+        continues = false;
+    }
+    const TARN_ID* identifiers = append(rule);
+    if (continues) {
+        ++runs_.back().ruleCount;
+    } else {
+        runs_.push_back({&heads_.back(), rule.vecSubjectId.size(), rule.vecObjectId.size(), identifiers, 1});
+    }
 }
 
-const TARN_ID* RuleSlice::keep(const std::vector<TARN_ID>& identifiers) {
-    if (blocks_.empty() || blocks_.back().capacity() - blocks_.back().size() < identifiers.size()) {
-        addBlock(identifiers.size());
-    }
-    Block& block = blocks_.back();
-    block.insert(block.end(), identifiers.begin(), identifiers.end());
-    return block.data() + (block.size() - identifiers.size());
+bool RuleSlice::hasRoom(std::size_t identifiers) const {
+    return !blocks_.empty() && blocks_.back().capacity() - blocks_.back().size() >= identifiers;
 }
 
 // A small slice takes little, and a large one few blocks. What is never used is never touched.
@@ -77,4 +88,12 @@ void RuleSlice::addBlock(std::size_t least) {
     Block block;
     block.reserve(std::max(least, std::min(2 * size, kLargestBlock)));
     blocks_.push_back(std::move(block));
+}
+
+const TARN_ID* RuleSlice::append(const PolicyNode& rule) {
+    Block& block = blocks_.back();
+    const std::size_t begin = block.size();
+    block.insert(block.end(), rule.vecSubjectId.begin(), rule.vecSubjectId.end());
+    block.insert(block.end(), rule.vecObjectId.begin(), rule.vecObjectId.end());
+    return block.data() + begin;
 }

@@ -9,43 +9,34 @@
 #include "libtarnpolicysync/PolicyTypes.h"
 #include "libtarnpolicysync/compiler/LargePages.h"
 
-// A rule with its identifiers beside it: those of `head` do not count.
-struct RuleView {
-    const PolicyNode* head;
-    const TARN_ID* subjects;
+// Rules that follow each other and are alike but for the values of their identifiers.
+struct RuleRun {
+    const PolicyNode* head;  // what they share; the identifiers in it do not count
     std::size_t subjectCount;
-    const TARN_ID* objects;
     std::size_t objectCount;
+    const TARN_ID* identifiers;  // rule by rule: its subjects, then its objects
+    std::size_t ruleCount;
 };
 
-inline RuleView viewOf(const RuleView& rule) {
-    return rule;
-}
-inline RuleView viewOf(const PolicyNode& rule) {
-    return {&rule, rule.vecSubjectId.data(), rule.vecSubjectId.size(), rule.vecObjectId.data(),
-            rule.vecObjectId.size()};
-}
-
-// Deep copies of rules. Rules come in runs that differ in their identifiers alone: what they share is kept once for a
-// run, so that a table of many small rules is copied in little time and room, and their records can be copied from each
-// other. Names of subjects and objects have been turned into identifiers by now and are left out.
+// Deep copies of rules. What neighbours share is kept once, so that a table of many small rules is copied in little time
+// and room, and their records can be copied from each other. Names of subjects and objects have been turned into
+// identifiers by now and are left out.
 class RuleSlice {
 public:
-    // For so many rules in all.
-    void reserve(std::size_t rules) { rules_.reserve(rules); }
     void add(const PolicyNode& rule);
 
-    // The views hold as long as the slice, also when it moves. Rules of one run have one head, and no others have it.
-    using Rules = std::vector<RuleView, LargePages<RuleView>>;
-    const Rules& rules() const { return rules_; }
+    // They hold as long as the slice, also when it moves. Neighbours that differ in nothing but the number or place of
+    // their identifiers have one head, and no others have it.
+    const std::vector<RuleRun>& runs() const { return runs_; }
 
 private:
     using Block = std::vector<TARN_ID, LargePages<TARN_ID>>;
 
-    const TARN_ID* keep(const std::vector<TARN_ID>& identifiers);
+    bool hasRoom(std::size_t identifiers) const;
     void addBlock(std::size_t least);
+    const TARN_ID* append(const PolicyNode& rule);
 
-    Rules rules_;
+    std::vector<RuleRun> runs_;
     std::list<PolicyNode> heads_;  // they stay where they are
     std::vector<Block> blocks_;    // never filled beyond what they have room for, so that identifiers stay, too
 };

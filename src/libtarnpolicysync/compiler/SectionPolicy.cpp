@@ -7,6 +7,7 @@
 #include "Common/Log.h"
 #include "libtarnpolicysync/Paths.h"
 #include "libtarnpolicysync/compiler/CompilerThreads.h"
+#include "libtarnpolicysync/compiler/PolicySnapshot.h"
 #include "libtarnpolicysync/compiler/SliceRange.h"
 #include "libtarnpolicysync/core/PipelineSteps.h"
 
@@ -23,18 +24,6 @@ bool isRegularFile(const std::string& path) {
 // sieve: the removal looks at the file itself.
 bool isPolicyEntry(const dirent& entry) {
     return entry.d_name[0] != '.' && !paths::isFrameMessage(entry.d_name) && entry.d_type == DT_REG;
-}
-
-std::vector<RuleSlice> cut(const std::vector<const PolicyNode*>& rules, std::size_t count) {
-    std::vector<RuleSlice> slices(count);
-    for (std::size_t index = 0; index < count; ++index) {
-        const SliceRange range = sliceRange(rules.size(), count, index);
-        slices[index].reserve(range.length);
-        for (std::size_t offset = 0; offset < range.length; ++offset) {
-            slices[index].add(*rules[range.begin + offset]);
-        }
-    }
-    return slices;
 }
 
 // Removes the files of the set that carry the tag. Links are neither followed nor removed.
@@ -80,26 +69,17 @@ int moveIntoSet(UniqueDir directory) {
 }  // namespace
 
 int PolicyModuleManagerInterface::compileSectionPolicyMsg(std::string first, std::string second) {
-    std::vector<const PolicyNode*> matches;
-    std::string key;  // of the entry of the last match
+    SectionSnapshot section;
     {
         const std::lock_guard<std::mutex> lock(m_mutexPolicy);
-        for (const auto& [name, group] : m_mapPolicy) {
-            for (const PolicyNode& rule : group.vecPolicy) {
-                if (rule.strNamespace == first && rule.strGroup == second) {
-                    matches.push_back(&rule);
-                    key = name;
-                }
-            }
-        }
+        section = takeSectionSnapshot(m_mapPolicy, first, second, threadnum);
     }
     if (!canBeCutInto(threadnum)) {
         return 1;
     }
-    std::vector<RuleSlice> slices = cut(matches, threadnum);
-    const std::string stem = paths::keyStem(paths::sectionKey(key, first, second));
+    const std::string stem = paths::keyStem(paths::sectionKey(section.key, first, second));
     Private::CompilerThreads threads(*this, paths::kSectionData);
-    const std::vector<int> statuses = threads.compile(slices, stem);
+    const std::vector<int> statuses = threads.compile(section.slices, stem);
     int result = 0;
     for (std::size_t index = 0; index < statuses.size(); ++index) {
         if (statuses[index] != 0) {

@@ -57,7 +57,7 @@ int writeMessage(const MessageBuffer& message, const std::string& path) {
 }  // namespace
 
 int PolicyModuleManagerInterface::Private::SliceCompiler::compile(const std::string& prefix,
-                                                                  const RuleSlice::Rules& rules) {
+                                                                  const RuleSlice& rules) {
     return compileAll(prefix, rules);
 }
 
@@ -77,10 +77,24 @@ int PolicyModuleManagerInterface::Private::SliceCompiler::compileAll(const std::
     return status;
 }
 
-template <typename Rules>
-int PolicyModuleManagerInterface::Private::SliceCompiler::addRules(const Rules& rules) {
-    for (const auto& rule : rules) {
-        if (const int status = addRule(viewOf(rule))) {
+int PolicyModuleManagerInterface::Private::SliceCompiler::addRules(const RuleSlice& rules) {
+    for (const RuleRun& run : rules.runs()) {
+        const TARN_ID* subjects = run.identifiers;
+        for (std::size_t index = 0; index < run.ruleCount; ++index) {
+            const TARN_ID* objects = subjects + run.subjectCount;
+            if (const int status = addRule({*run.head, subjects, run.subjectCount, objects, run.objectCount})) {
+                return status;
+            }
+            subjects = objects + run.objectCount;
+        }
+    }
+    return 0;
+}
+
+int PolicyModuleManagerInterface::Private::SliceCompiler::addRules(const std::vector<PolicyNode>& rules) {
+    for (const PolicyNode& rule : rules) {
+        if (const int status = addRule({rule, rule.vecSubjectId.data(), rule.vecSubjectId.size(),
+                                        rule.vecObjectId.data(), rule.vecObjectId.size()})) {
             return status;
         }
     }
@@ -113,7 +127,7 @@ std::unique_ptr<MessageBuffer> PolicyModuleManagerInterface::Private::SliceCompi
     return spare_ ? std::move(spare_) : std::make_unique<MessageBuffer>();
 }
 
-void PolicyModuleManagerInterface::Private::SliceCompiler::enterRun(const PolicyNode& head) {
+void PolicyModuleManagerInterface::Private::SliceCompiler::enterHead(const PolicyNode& head) {
     if (lastGroup_ == nullptr || std::get<0>(lastGroup_->first) != head.strGroup ||
         std::get<1>(lastGroup_->first) != head.strNamespace) {
         lastGroup_ = &*groups_.try_emplace(GroupKey(head.strGroup, head.strNamespace, prefix_)).first;
@@ -126,9 +140,9 @@ void PolicyModuleManagerInterface::Private::SliceCompiler::enterRun(const Policy
 }
 
 // One record for each pair, those of the first subject first.
-int PolicyModuleManagerInterface::Private::SliceCompiler::addRule(const RuleView& rule) {
-    if (rule.head != lastHead_) {
-        enterRun(*rule.head);
+int PolicyModuleManagerInterface::Private::SliceCompiler::addRule(const Pairs& rule) {
+    if (&rule.head != lastHead_) {
+        enterHead(rule.head);
     }
     for (std::size_t index = 0; index < rule.subjectCount; ++index) {
         if (const int status = addRecords(*lastGroup_, rule, rule.subjects[index])) {
@@ -138,18 +152,8 @@ int PolicyModuleManagerInterface::Private::SliceCompiler::addRule(const RuleView
     return 0;
 }
 
-// How many of the wanted records can be copied: none without a record to copy from, and none where it does not fit.
-std::size_t PolicyModuleManagerInterface::Private::SliceCompiler::copiesThatFit(const MessageGroup& group,
-                                                                                std::size_t wanted) const {
-    if (template_.length == 0) {
-        return 0;
-    }
-    const auto places = static_cast<std::size_t>(kernelmsg::kRecordsPerMessage - group.records);
-    return std::min({wanted, places, group.message->remaining() / template_.length});
-}
-
-// The records of one subject. Once the first record of a run stands in the message, as many as fit are copied from it.
-int PolicyModuleManagerInterface::Private::SliceCompiler::addRecords(GroupMap::value_type& entry, const RuleView& rule,
+// The records of one subject. Once the first record of a head stands in the message, as many as fit are copied from it.
+int PolicyModuleManagerInterface::Private::SliceCompiler::addRecords(GroupMap::value_type& entry, const Pairs& rule,
                                                                      const TARN_ID& subject) {
     MessageGroup& group = entry.second;
     MessageBuffer& message = *group.message;
@@ -160,16 +164,17 @@ int PolicyModuleManagerInterface::Private::SliceCompiler::addRecords(GroupMap::v
             template_ = {};
         }
         const TARN_ID* objects = rule.objects + done;
-        std::size_t count = copiesThatFit(group, rule.objectCount - done);
+        std::size_t count = std::min(template_.room, rule.objectCount - done);
         if (count != 0) {
             message.advance(copyRecords(message.cursor, template_.bytes, template_.length, subject, objects, count));
-        } else if (const int status = encode(message, *rule.head, subject, *objects)) {
+            template_.room -= count;
+            group.records += static_cast<int>(count);
+        } else if (const int status = encode(group, rule.head, subject, *objects)) {
             return status;
         } else {
             count = 1;
         }
         done += count;
-        group.records += static_cast<int>(count);
         if (group.records == kernelmsg::kRecordsPerMessage) {
             if (const int status = flushFull(entry)) {
                 return status;
@@ -179,17 +184,21 @@ int PolicyModuleManagerInterface::Private::SliceCompiler::addRecords(GroupMap::v
     return 0;
 }
 
-// Through the encoder: the first record of a run in a message, and one that does not fit any more, so that the same
+// Through the encoder: the first record of a head in a message, and one that does not fit any more, so that the same
 // bytes stay behind and the same line is logged.
-int PolicyModuleManagerInterface::Private::SliceCompiler::encode(MessageBuffer& message, const PolicyNode& rule,
+int PolicyModuleManagerInterface::Private::SliceCompiler::encode(MessageGroup& group, const PolicyNode& rule,
                                                                  const TARN_ID& subject, const TARN_ID& object) {
+    MessageBuffer& message = *group.message;
     const char* start = message.cursor;
     const unsigned int status = encodeRecord(lookup_, rule, subject, object, {message.cursor, message.used});
     if (status != 0) {
         TARN_LOG(kLogError, "###ERROR: in compileKernelPolicyThread, makeSinglePolicy error");
         return static_cast<int>(status);
     }
-    template_ = {start, static_cast<unsigned long>(message.cursor - start)};
+    ++group.records;
+    const auto length = static_cast<unsigned long>(message.cursor - start);
+    const auto places = static_cast<std::size_t>(kernelmsg::kRecordsPerMessage - group.records);
+    template_ = {start, length, std::min(places, message.remaining() / length)};
     return 0;
 }
 

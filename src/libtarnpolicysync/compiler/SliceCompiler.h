@@ -20,7 +20,7 @@ public:
         : dump_(manager.logflag), directory_(std::move(directory)), lookup_(manager) {}
 
     // Stops at the first failure and returns its status: unfinished messages are dropped, written files stay.
-    int compile(const std::string& prefix, const RuleSlice::Rules& rules);
+    int compile(const std::string& prefix, const RuleSlice& rules);
     int compile(const std::string& prefix, const std::vector<PolicyNode>& rules);
 
 private:
@@ -34,25 +34,34 @@ private:
     };
     using GroupMap = std::map<GroupKey, MessageGroup>;
 
-    // The bytes of the first record of a run of rules in the message: all that the records of other pairs and rules of
-    // the run differ in are 52 bytes. Null before there is one.
+    // A rule's pairs beside what its records share.
+    struct Pairs {
+        const PolicyNode& head;
+        const TARN_ID* subjects;
+        std::size_t subjectCount;
+        const TARN_ID* objects;
+        std::size_t objectCount;
+    };
+
+    // The bytes of the first record of a head in the message: all that those of its other pairs differ in are 52 bytes.
+    // There is room for so many more of them; none before there is one.
     struct Template {
         const char* bytes = nullptr;
         unsigned long length = 0;
+        std::size_t room = 0;
     };
 
     template <typename Rules>
     int compileAll(const std::string& prefix, const Rules& rules);
-    template <typename Rules>
-    int addRules(const Rules& rules);
+    int addRules(const RuleSlice& rules);
+    int addRules(const std::vector<PolicyNode>& rules);
     int flushAll();
     void dropGroups();
     std::unique_ptr<MessageBuffer> takeBuffer();
-    void enterRun(const PolicyNode& head);
-    int addRule(const RuleView& rule);
-    int addRecords(GroupMap::value_type& entry, const RuleView& rule, const TARN_ID& subject);
-    std::size_t copiesThatFit(const MessageGroup& group, std::size_t wanted) const;
-    int encode(MessageBuffer& message, const PolicyNode& rule, const TARN_ID& subject, const TARN_ID& object);
+    void enterHead(const PolicyNode& head);
+    int addRule(const Pairs& rule);
+    int addRecords(GroupMap::value_type& entry, const Pairs& rule, const TARN_ID& subject);
+    int encode(MessageGroup& group, const PolicyNode& rule, const TARN_ID& subject, const TARN_ID& object);
 
     std::string pathOf(const GroupMap::value_type& entry) const;
     void finishMessage(MessageGroup& group) const;
@@ -65,7 +74,7 @@ private:
     std::string prefix_;
     GroupMap groups_;
     GroupMap::value_type* lastGroup_ = nullptr;  // rules come in runs
-    const PolicyNode* lastHead_ = nullptr;       // of the run
+    const PolicyNode* lastHead_ = nullptr;
     Template template_;
     std::unique_ptr<MessageBuffer> spare_;  // of an earlier slice: many slices have one group of few records
 };

@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "libtarnpolicysync/Paths.h"
-#include "libtarnpolicysync/compiler/RuleSlice.h"
 #include "support/AllocationFaults.h"
 #include "support/Bytes.h"
 #include "support/CompilerManager.h"
@@ -42,7 +41,24 @@ protected:
         EXPECT_TRUE(testbytes::sameFiles(model::policyFiles(numbers_, groups_, count),
                                          testbytes::readFiles(paths::kPolicyDataTmp)));
     }
-    static std::size_t bytesOf(std::size_t rules) { return rules * sizeof(RuleView); }  // a slice's list of rules
+    // Rules of which one has a list so long that the copy of its identifiers takes memory of its own.
+    void addLongList(std::size_t count, std::size_t place) {
+        groups_["base"].vecPolicy.assign(count, samples::rule());
+        PolicyNode& rule = groups_["base"].vecPolicy[place];
+        rule.vecSubjectId.assign(kLongList, samples::id(1));
+        rule.vecObjectId.clear();
+        manager_.addPolicy("base", groups_["base"]);
+    }
+    void expectCopyThrows() {
+        {
+            const AllocationFaults faults(kLongList * sizeof(TARN_ID), kLongList * sizeof(TARN_ID));
+            EXPECT_THROW(manager_.compileKernelPolicyMsg(), std::bad_alloc);
+            EXPECT_EQ(AllocationFaults::refused(), 1U);
+        }
+        EXPECT_TRUE(testfiles::list(paths::kPolicyDataTmp).empty());
+        expectSoundAgain(2);
+    }
+    static constexpr std::size_t kLongList = 60000;
 
     model::Numbers numbers_ = samples::numbers();
     CompilerManager manager_{numbers_};
@@ -126,37 +142,32 @@ TEST_F(Exhaustion, RulesThatCannotBeLockedThrow) {
 
 TEST_F(Exhaustion, ACopyOfTheRulesThatDoesNotFitThrowsAndReleasesTheTable) {
     threads(2);
-    add("base", 101);
-    {
-        const AllocationFaults faults(bytesOf(50), bytesOf(51));
-        EXPECT_THROW(manager_.compileKernelPolicyMsg(), std::bad_alloc);
-        EXPECT_GT(AllocationFaults::refused(), 0U);
-    }
-    EXPECT_TRUE(testfiles::list(paths::kPolicyDataTmp).empty());
-    expectSoundAgain(2);
+    addLongList(101, 70);
+    expectCopyThrows();
 }
 
 // The second slice of a large table is copied by a helper thread; what it throws reaches the host.
 TEST_F(Exhaustion, ACopyInAHelperThreadThrowsAlike) {
     threads(2);
-    add("base", 5001);
-    {
-        const AllocationFaults faults(bytesOf(2500), bytesOf(2500));
-        EXPECT_THROW(manager_.compileKernelPolicyMsg(), std::bad_alloc);
-        EXPECT_EQ(AllocationFaults::refused(), 1U);
-    }
-    EXPECT_TRUE(testfiles::list(paths::kPolicyDataTmp).empty());
-    expectSoundAgain(2);
+    addLongList(5001, 4000);
+    expectCopyThrows();
 }
 
 TEST_F(Exhaustion, ACopyInThisThreadThrowsAfterTheHelpersHaveEnded) {
     threads(2);
-    add("base", 5001);
+    addLongList(5001, 1000);
+    expectCopyThrows();
+}
+
+TEST_F(Exhaustion, ACopyOfASectionThatDoesNotFitThrowsAndReleasesTheTable) {
+    testfiles::makeDirectories(paths::kSectionData);
+    addLongList(3, 1);
     {
-        const AllocationFaults faults(bytesOf(2501), bytesOf(2501));
-        EXPECT_THROW(manager_.compileKernelPolicyMsg(), std::bad_alloc);
+        const AllocationFaults faults(kLongList * sizeof(TARN_ID), kLongList * sizeof(TARN_ID));
+        EXPECT_THROW(manager_.compileSectionPolicyMsg("ns", "g"), std::bad_alloc);
     }
-    expectSoundAgain(2);
+    EXPECT_TRUE(testfiles::list(paths::kSectionData).empty());
+    expectSoundAgain(1);
 }
 
 TEST_F(Exhaustion, EveryMessageBufferIsGivenBack) {

@@ -221,11 +221,13 @@ const std::vector<Change> kChanges = {
     [](PolicyNode& rule) { rule.vecDoFunc.pop_back(); },
 };
 
+// They come where identifiers of neighbours lie side by side in the copy, which those of the first few don't.
 TEST_F(LaterPairs, OfRulesInARunThatDifferInOneThingShowIt) {
     for (std::size_t index = 0; index < kChanges.size(); ++index) {
-        std::vector<PolicyNode> rules(4, samples::ruleWithEverything());
-        kChanges[index](rules[1]);
-        kChanges[index](rules[2]);
+        std::vector<PolicyNode> rules(14, samples::ruleWithEverything());
+        for (const std::size_t changed : {1U, 2U, 9U, 10U, 12U}) {
+            kChanges[index](rules[changed]);
+        }
         rules[2].vecSubjectId.push_back(samples::id(index));
         sameThreeWays(manager_, rules);
         ASSERT_FALSE(HasFailure()) << "change " << index;
@@ -242,6 +244,26 @@ TEST_F(LaterPairs, OfARunGoOnInTheNextMessage) {
     rules[0].vecDoFunc = {samples::action("g")};
     EXPECT_TRUE(sameThreeWays(manager_, rules).empty());
     EXPECT_EQ(names().size(), 2U);
+}
+
+// As many identifiers may be shared out otherwise; and the next rule may have as many as the last.
+TEST_F(LaterPairs, OfARunHaveTheIdentifiersOfTheirRule) {
+    const std::vector<std::pair<std::size_t, std::size_t>> counts = {{1, 1}, {1, 1}, {2, 1}, {1, 2}, {1, 2},
+                                                                     {0, 3}, {3, 0}, {0, 0}, {1, 1}, {4, 4}};
+    std::vector<PolicyNode> rules(1000, samples::rule());
+    std::uint64_t next = 0;
+    for (std::size_t index = 0; index < rules.size(); ++index) {
+        const auto [subjects, objects] = counts[index % counts.size()];
+        rules[index].vecSubjectId.resize(subjects);
+        rules[index].vecObjectId.resize(objects);
+        for (std::vector<TARN_ID>* identifiers : {&rules[index].vecSubjectId, &rules[index].vecObjectId}) {
+            for (TARN_ID& identifier : *identifiers) {
+                ++next;
+                identifier = samples::id(next, next % 3);
+            }
+        }
+    }
+    EXPECT_TRUE(sameThreeWays(manager_, rules).empty());
 }
 
 TEST_F(LaterPairs, OfARunFailAsTheFirstWhereTheMessageIsFull) {

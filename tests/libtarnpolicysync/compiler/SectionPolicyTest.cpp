@@ -198,6 +198,19 @@ TEST_F(CompileSectionMessages, LooksForItsRulesUnderTheMutexAlone) {
               model::policyMessage(records({ruleOf("a", "b", 1), ruleOf("a", "b", 9)})));
 }
 
+// They are copied before it is released: what becomes of them afterwards is for the next compilation.
+TEST_F(CompileSectionMessages, CompilesTheRulesAsTheyWereUnderTheMutex) {
+    add("k", {ruleOf("a", "b", 1)});
+    MutexTrace trace(manager_);
+    trace.watch([&](const std::string& step) {
+        if (step == "unlock policy") {
+            manager_.m_mapPolicy["k"].vecPolicy[0] = ruleOf("a", "b", 9);
+        }
+    });
+    EXPECT_EQ(manager_.compileSectionPolicyMsg("a", "b"), 0);
+    EXPECT_EQ(testfiles::read(kSection + "/k_a_b_0_a_b_0"), model::policyMessage(records({ruleOf("a", "b", 1)})));
+}
+
 TEST_F(CompileSectionMessages, LeavesTheTableAsItIs) {
     add("k", {ruleOf("a", "b", 1)});
     EXPECT_EQ(manager_.compileSectionPolicyMsg("a", "b"), 0);
