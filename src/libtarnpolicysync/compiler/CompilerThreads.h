@@ -15,13 +15,12 @@ public:
     // As many threads as the manager is set to; their files go to the directory.
     CompilerThreads(PolicyModuleManagerInterface& manager, const std::string& directory);
 
-    // Compiles each slice on a thread of its own, and a lone one on the caller's, into message files whose names begin
-    // with `stem` and the slice number, and ends it there. Gives every slice's status, by slice; that of a slice whose
-    // thread can't be started is 1.
+    // Compiles each slice on a thread of its own, and the last that has rules on the caller's, into message files whose
+    // names begin with `stem` and the slice number, and ends it there. Gives every slice's status, by slice; that of a
+    // slice whose thread can't be started is 1.
     std::vector<int> compile(std::vector<RuleSlice>& slices, const std::string& stem);
 
-    // The body of one thread: compiles the rules, which views can be had of, and adds the status to the results, which
-    // the mutex guards.
+    // The body of one thread: compiles the rules and adds the status to the results, which the mutex guards.
     template <typename Rules>
     static int compileSlice(SliceCompiler& compiler, const std::string& prefix, const Rules& rules,
                             std::vector<int>& results, std::mutex& mutex);

@@ -21,6 +21,8 @@ SliceWorkers::~SliceWorkers() {
     }
     for (const auto& worker : workers_) {
         worker->wake.notify_one();
+    }
+    for (const auto& worker : workers_) {
         if (worker->thread.joinable()) {
             worker->thread.join();
         }
@@ -28,16 +30,22 @@ SliceWorkers::~SliceWorkers() {
 }
 
 void SliceWorkers::run(const std::vector<std::size_t>& indices, const Task& task) {
-    if (indices.size() == 1) {
-        task(indices.front());
+    if (indices.empty()) {
         return;
     }
-    std::unique_lock<std::mutex> lock(mutex_);
-    running_ = indices.size();
-    for (const std::size_t index : indices) {
-        workers_[index]->task = &task;
-        workers_[index]->wake.notify_one();
+    const std::size_t last = indices.size() - 1;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        running_ = last;
+        for (std::size_t place = 0; place < last; ++place) {
+            workers_[indices[place]]->task = &task;
+        }
     }
+    for (std::size_t place = 0; place < last; ++place) {
+        workers_[indices[place]]->wake.notify_one();
+    }
+    task(indices[last]);
+    std::unique_lock<std::mutex> lock(mutex_);
     done_.wait(lock, [this] { return running_ == 0; });
 }
 

@@ -23,8 +23,9 @@ public:
 
     bool isMissing(std::size_t index) const { return !workers_[index]->thread.joinable(); }
 
-    // Runs task(index) on the worker of each index, which must not be missing, and waits for all of them. A single task
-    // is done here and now: handing it over takes longer than a small section. The task must not throw.
+    // Runs task(index) for each index, whose workers must not be missing, and waits for all of them. The last is done
+    // here, where one would only wait: handing over a small section takes longer than the section, and where there are
+    // no more processors than slices, a thread too many waits for its turn. The task must not throw.
     void run(const std::vector<std::size_t>& indices, const Task& task);
 
 private:
