@@ -11,9 +11,9 @@
 #include "Common/Common.h"
 #include "libtarnpolicysync/KernelMessage.h"
 
-// The first 20 bytes are left for the header, whose length and count are known last. The memory comes zeroed page by
-// page as it is written, so that a group of few records touches few pages; an allocator that recycles blocks would
-// have to clear the whole of it.
+// The first 20 bytes are left for the header, whose length and count are known last. Pages are there once they are
+// written, so that a group of few records takes few of the megabyte; and nothing has to be cleared, since a message ends
+// where it was written.
 class MessageBuffer {
 public:
     MessageBuffer() : start_(map()) {}
@@ -21,7 +21,7 @@ public:
     MessageBuffer& operator=(const MessageBuffer&) = delete;
     ~MessageBuffer() { static_cast<void>(munmap(start_, kernelmsg::kMessageCapacity)); }
 
-    // Begins a new message over the last one. What that left behind is never seen: a message ends where it was written.
+    // Begins a new message over the last one.
     void restart() {
         used = sizeof(kernelmsg::MessageHeader);
         cursor = start_ + used;

@@ -12,12 +12,12 @@
 
 class PolicyModuleManagerInterface::Private::CompilerThreads {
 public:
-    // As many threads as the manager is set to; their files go to the directory.
-    CompilerThreads(PolicyModuleManagerInterface& manager, const std::string& directory);
+    // So many threads; their files go to the directory.
+    CompilerThreads(PolicyModuleManagerInterface& manager, std::size_t count, const std::string& directory);
 
     // Compiles each slice on a thread of its own, and the last that has rules on the caller's, into message files whose
-    // names begin with `stem` and the slice number, and ends it there. Gives every slice's status, by slice; that of a
-    // slice whose thread can't be started is 1.
+    // names begin with `stem` and the slice number, and frees it there. Gives every slice's status, by slice; that of a
+    // slice whose thread can't be started is 1, wherever it would have been compiled.
     std::vector<int> compile(std::vector<RuleSlice>& slices, const std::string& stem);
 
     // The body of one thread: compiles the rules and adds the status to the results, which the mutex guards.

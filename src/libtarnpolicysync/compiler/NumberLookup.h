@@ -1,5 +1,5 @@
-// The numbers that records carry in the place of names. A compiler thread asks for each of them once and remembers it: the
-// tables do not change while a compilation runs.
+// The numbers that records carry in the place of names. A compiler thread asks for each of them once and remembers it: a
+// number that was given does not change while a compilation runs.
 #ifndef TARN_COMPILER_NUMBER_LOOKUP_H
 #define TARN_COMPILER_NUMBER_LOOKUP_H
 

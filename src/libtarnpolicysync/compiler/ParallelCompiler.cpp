@@ -36,10 +36,10 @@ int splitVector(const std::vector<PolicyNode>& nodes, int n, std::vector<std::ve
 }
 
 PolicyModuleManagerInterface::Private::CompilerThreads::CompilerThreads(PolicyModuleManagerInterface& manager,
-                                                                        const std::string& directory)
-    : workers_(manager.threadnum) {
-    compilers_.reserve(manager.threadnum);
-    for (std::size_t index = 0; index < manager.threadnum; ++index) {
+                                                                        std::size_t count, const std::string& directory)
+    : workers_(count) {
+    compilers_.reserve(count);
+    for (std::size_t index = 0; index < count; ++index) {
         compilers_.emplace_back(manager, directory);
     }
 }
@@ -86,19 +86,20 @@ int PolicyModuleManagerInterface::compileKernelPolicyThread(std::string prefix, 
 }
 
 int PolicyModuleManagerInterface::compileKernelPolicyMsg() {
-    std::vector<SectionSnapshot> sections;
+    const std::uint16_t count = threadnum;
+    std::vector<SlicedRules> sections;
     {
         const std::lock_guard<std::mutex> lock(m_mutexPolicy);
-        sections = takeSnapshot(m_mapPolicy, threadnum);
+        sections = takeSnapshot(m_mapPolicy, count);
     }
     if (sections.empty()) {
         return 0;
     }
-    if (!canBeCutInto(threadnum)) {
+    if (!canBeCutInto(count)) {
         return 1;
     }
-    Private::CompilerThreads threads(*this, paths::kPolicyDataTmp);
-    for (SectionSnapshot& section : sections) {
+    Private::CompilerThreads threads(*this, count, paths::kPolicyDataTmp);
+    for (SlicedRules& section : sections) {
         const std::vector<int> statuses = threads.compile(section.slices, paths::keyStem(section.key));
         if (std::any_of(statuses.begin(), statuses.end(), [](int status) { return status != 0; })) {
             TARN_LOG(kLogError, "###ERROR: in compileKernelPolicyMsg, process %s error", section.key.c_str());

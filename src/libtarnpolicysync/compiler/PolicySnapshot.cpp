@@ -37,7 +37,7 @@ void copySlice(const Rules& rules, std::size_t count, std::size_t index, RuleSli
 }
 
 // Slice `index` of every section. An exception (there is none but for want of memory) is kept for the caller.
-void copySlices(const Table& table, std::vector<SectionSnapshot>& sections, std::size_t index,
+void copySlices(const Table& table, std::vector<SlicedRules>& sections, std::size_t index,
                 std::exception_ptr& failure) {
     try {
         auto section = sections.begin();
@@ -52,8 +52,8 @@ void copySlices(const Table& table, std::vector<SectionSnapshot>& sections, std:
 
 }  // namespace
 
-std::vector<SectionSnapshot> takeSnapshot(const Table& table, std::size_t sliceCount) {
-    std::vector<SectionSnapshot> sections;
+std::vector<SlicedRules> takeSnapshot(const Table& table, std::size_t sliceCount) {
+    std::vector<SlicedRules> sections;
     sections.reserve(table.size());
     for (const auto& [key, group] : table) {
         sections.push_back({key, std::vector<RuleSlice>(sliceCount)});
@@ -89,16 +89,19 @@ std::vector<SectionSnapshot> takeSnapshot(const Table& table, std::size_t sliceC
     return sections;
 }
 
-SectionSnapshot takeSectionSnapshot(const Table& table, const std::string& nameSpace, const std::string& group,
-                                    std::size_t sliceCount) {
-    SectionSnapshot section{"", std::vector<RuleSlice>(sliceCount)};
+SlicedRules takeSectionSnapshot(const Table& table, const std::string& nameSpace, const std::string& group,
+                                std::size_t sliceCount) {
+    SlicedRules section{"", std::vector<RuleSlice>(sliceCount)};
     std::vector<const PolicyNode*> matches;
     for (const auto& [key, entry] : table) {
+        const std::size_t before = matches.size();
         for (const PolicyNode& rule : entry.vecPolicy) {
             if (rule.strNamespace == nameSpace && rule.strGroup == group) {
                 matches.push_back(&rule);
-                section.key = key;
             }
+        }
+        if (matches.size() != before) {
+            section.key = key;
         }
     }
     for (std::size_t index = 0; index < sliceCount; ++index) {

@@ -9,18 +9,19 @@
 
 #include "libtarnpolicysync/compiler/RuleSlice.h"
 
-struct SectionSnapshot {
+// Rules that are compiled together, under one key.
+struct SlicedRules {
     std::string key;
     std::vector<RuleSlice> slices;
 };
 
 // Copies the whole table. Large tables are copied by helper threads, one a slice, which take no lock and have ended when
-// this returns. A section that is cut into no slices comes back with its key alone.
-std::vector<SectionSnapshot> takeSnapshot(const std::map<std::string, PolicyDb>& table, std::size_t sliceCount);
+// this returns. Rules that are cut into no slices come back as their key alone.
+std::vector<SlicedRules> takeSnapshot(const std::map<std::string, PolicyDb>& table, std::size_t sliceCount);
 
 // Copies the rules of one namespace and group, in the order of the table. The key is that of the last of them; without
 // any it is empty.
-SectionSnapshot takeSectionSnapshot(const std::map<std::string, PolicyDb>& table, const std::string& nameSpace,
-                                    const std::string& group, std::size_t sliceCount);
+SlicedRules takeSectionSnapshot(const std::map<std::string, PolicyDb>& table, const std::string& nameSpace,
+                                const std::string& group, std::size_t sliceCount);
 
 #endif

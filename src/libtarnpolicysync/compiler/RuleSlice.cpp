@@ -52,7 +52,7 @@ PolicyNode headOf(const PolicyNode& rule) {
     return head;
 }
 
-// Whether a rule that may be of the run has as many identifiers.
+// Whether the rule has as many subjects and as many objects as those of the run.
 bool sameCounts(const RuleRun& run, const PolicyNode& rule) {
     return run.subjectCount == rule.vecSubjectId.size() && run.objectCount == rule.vecObjectId.size();
 }
@@ -82,7 +82,7 @@ bool RuleSlice::hasRoom(std::size_t identifiers) const {
     return !blocks_.empty() && blocks_.back().capacity() - blocks_.back().size() >= identifiers;
 }
 
-// A small slice takes little, and a large one few blocks. What is never used is never touched.
+// A small slice takes little, and a large one few blocks.
 void RuleSlice::addBlock(std::size_t least) {
     const std::size_t size = blocks_.empty() ? 0 : blocks_.back().capacity();
     Block block;

@@ -11,7 +11,7 @@
 
 // Rules that follow each other and are alike but for the values of their identifiers.
 struct RuleRun {
-    const PolicyNode* head;  // what they share; the identifiers in it do not count
+    const PolicyNode* head;  // what they share; it has no identifiers
     std::size_t subjectCount;
     std::size_t objectCount;
     const TARN_ID* identifiers;  // rule by rule: its subjects, then its objects
@@ -23,10 +23,18 @@ struct RuleRun {
 // identifiers by now and are left out.
 class RuleSlice {
 public:
+    RuleSlice() = default;
+    RuleSlice(RuleSlice&&) = default;
+    RuleSlice& operator=(RuleSlice&&) = default;
+    RuleSlice(const RuleSlice&) = delete;  // the runs of a copy would point into the original
+    RuleSlice& operator=(const RuleSlice&) = delete;
+    ~RuleSlice() = default;
+
+    // After an exception the slice is good for nothing but its end.
     void add(const PolicyNode& rule);
 
-    // They hold as long as the slice, also when it moves. Neighbours that differ in nothing but the number or place of
-    // their identifiers have one head, and no others have it.
+    // Runs hold as long as the slice, also when it moves. Neighbouring runs that differ only in how many identifiers
+    // they have or where these lie share a head; other runs never do.
     const std::vector<RuleRun>& runs() const { return runs_; }
 
 private:

@@ -69,16 +69,17 @@ int moveIntoSet(UniqueDir directory) {
 }  // namespace
 
 int PolicyModuleManagerInterface::compileSectionPolicyMsg(std::string first, std::string second) {
-    SectionSnapshot section;
+    const std::uint16_t count = threadnum;
+    SlicedRules section;
     {
         const std::lock_guard<std::mutex> lock(m_mutexPolicy);
-        section = takeSectionSnapshot(m_mapPolicy, first, second, threadnum);
+        section = takeSectionSnapshot(m_mapPolicy, first, second, count);
     }
-    if (!canBeCutInto(threadnum)) {
+    if (!canBeCutInto(count)) {
         return 1;
     }
     const std::string stem = paths::keyStem(paths::sectionKey(section.key, first, second));
-    Private::CompilerThreads threads(*this, paths::kSectionData);
+    Private::CompilerThreads threads(*this, count, paths::kSectionData);
     const std::vector<int> statuses = threads.compile(section.slices, stem);
     int result = 0;
     for (std::size_t index = 0; index < statuses.size(); ++index) {

@@ -25,7 +25,7 @@ void setObject(char* record, const TARN_ID& object) {
 }
 
 // Copies a record `count` times, each with the next object. A record without condition and actions is short enough for
-// the compiler to keep it in registers; what is written is never read back.
+// the compiler to keep it in registers, so that what is written is not read back.
 char* copyRecords(char* cursor, const char* record, unsigned long length, const TARN_ID& subject,
                   const TARN_ID* objects, std::size_t count) {
     if (length == kPlainLength) {
@@ -56,8 +56,7 @@ int writeMessage(const MessageBuffer& message, const std::string& path) {
 
 }  // namespace
 
-int PolicyModuleManagerInterface::Private::SliceCompiler::compile(const std::string& prefix,
-                                                                  const RuleSlice& rules) {
+int PolicyModuleManagerInterface::Private::SliceCompiler::compile(const std::string& prefix, const RuleSlice& rules) {
     return compileAll(prefix, rules);
 }
 
@@ -68,6 +67,7 @@ int PolicyModuleManagerInterface::Private::SliceCompiler::compile(const std::str
 
 template <typename Rules>
 int PolicyModuleManagerInterface::Private::SliceCompiler::compileAll(const std::string& prefix, const Rules& rules) {
+    dropGroups();  // that an exception left behind
     prefix_ = prefix;
     int status = addRules(rules);
     if (status == 0) {

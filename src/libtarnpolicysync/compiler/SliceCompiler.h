@@ -43,12 +43,11 @@ private:
         std::size_t objectCount;
     };
 
-    // The bytes of the first record of a head in the message: all that those of its other pairs differ in are 52 bytes.
-    // There is room for so many more of them; none before there is one.
+    // The first record of a head in the current message. Those of its other pairs are copies with 52 bytes set.
     struct Template {
         const char* bytes = nullptr;
         unsigned long length = 0;
-        std::size_t room = 0;
+        std::size_t room = 0;  // for so many copies; 0 before there is a first record
     };
 
     template <typename Rules>

@@ -24,7 +24,7 @@ public:
     bool isMissing(std::size_t index) const { return !workers_[index]->thread.joinable(); }
 
     // Runs task(index) for each index, whose workers must not be missing, and waits for all of them. The last is done
-    // here, where one would only wait: handing over a small section takes longer than the section, and where there are
+    // here, since the caller would only wait: handing over a small section takes longer than the section, and where there are
     // no more processors than slices, a thread too many waits for its turn. The task must not throw.
     void run(const std::vector<std::size_t>& indices, const Task& task);
 

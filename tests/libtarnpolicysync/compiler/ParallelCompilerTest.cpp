@@ -176,15 +176,42 @@ TEST_F(ParallelCompiler, TheOtherThreadsOfAFailingSectionRunToTheirEnd) {
     EXPECT_EQ(testfiles::list(paths::kPolicyDataTmp), (std::vector<std::string>{"base_1_ns_g_0", "base_2_ns_g_0"}));
 }
 
-TEST_F(ParallelCompiler, ThreadsAreJoinedBeforeAFailureIsReported) {
+// The first slice fails late, when the caller is long done with its own.
+TEST_F(ParallelCompiler, ThreadsAreWaitedForBeforeTheirStatusCounts) {
     threads(2);
-    add("base", {badRule(), rule(1)});
-    const auto onWrite = interpose::write.replace([&](int fd, const void* data, std::size_t count) {
+    add("base", rules(2));
+    const auto onOpen = interpose::open.replace([&](const char* path, int flags, mode_t mode) {
+        if (std::string(path).find("/base_0_") == std::string::npos) {
+            return interpose::open.real(path, flags, mode);
+        }
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        return interpose::write.real(fd, data, count);
+        errno = EIO;
+        return -1;
     });
     EXPECT_EQ(manager_.compileKernelPolicyMsg(), 1);
-    EXPECT_EQ(testfiles::read("/etc/tarn/.policydata/base_1_ns_g_0").size(), 124U);
+}
+
+TEST_F(ParallelCompiler, TheCallerCompilesTheLastSliceThatHasRules) {
+    threads(4);
+    add("base", rules(8));
+    add("short", rules(2));
+    std::mutex mutex;
+    std::map<std::string, std::set<std::thread::id>> threadsOf;
+    const auto onOpen = interpose::open.replace([&](const char* path, int flags, mode_t mode) {
+        const std::string text = path;
+        if (text.find(".policydata/") != std::string::npos) {
+            const std::lock_guard lock(mutex);
+            threadsOf[text.substr(text.rfind('/') + 1)].insert(std::this_thread::get_id());
+        }
+        return interpose::open.real(path, flags, mode);
+    });
+    EXPECT_EQ(manager_.compileKernelPolicyMsg(), 0);
+    const std::set<std::thread::id> caller = {std::this_thread::get_id()};
+    EXPECT_EQ(threadsOf.size(), 6U);
+    for (const auto& [file, ids] : threadsOf) {
+        EXPECT_EQ(ids.size(), 1U) << file;
+        EXPECT_EQ(ids == caller, file == "base_3_ns_g_0" || file == "short_1_ns_g_0") << file;
+    }
 }
 
 TEST_F(ParallelCompiler, AFailureInTheLastSliceCounts) {
