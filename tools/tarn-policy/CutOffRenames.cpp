@@ -24,13 +24,24 @@ bool holdsAll(const std::string& finished, const std::string& waiting) {
     }
 }
 
+Failure renameFailure(const char* from, const char* to) {
+    return Failure(ExitCode::kFailed, std::string("rename ") + from + " to " + to, "the library could not",
+                   "look into /var/log/tarn-policy.log for the reason, mend it, then run this again");
+}
+
+// One that was renamed already is missing, and stays so.
+void renameSideFile(const char* from, const char* to) {
+    if (renameFile(from, to) != 0 && fileExists(from)) {
+        throw renameFailure(from, to);
+    }
+}
+
+// The set goes last: as long as it waits, the next run finds renames to finish.
 void finishRenames(Report& report) {
-    // Those that were renamed already are missing, and stay so.
-    static_cast<void>(renameFile(paths::kFuncInfoTmp, paths::kFuncInfo));
-    static_cast<void>(renameFile(paths::kUserInfoTmp, paths::kUserInfo));
+    renameSideFile(paths::kFuncInfoTmp, paths::kFuncInfo);
+    renameSideFile(paths::kUserInfoTmp, paths::kUserInfo);
     if (renameDir(paths::kPolicyDataTmp, paths::kPolicyData) != 0) {
-        throw Failure(ExitCode::kFailed, std::string("rename ") + paths::kPolicyDataTmp + " to " + paths::kPolicyData,
-                      "the library could not", "look into /var/log/tarn-policy.log");
+        throw renameFailure(paths::kPolicyDataTmp, paths::kPolicyData);
     }
     FullCompilationNote::remove();
     report.warning(std::string("the renames at the end of an earlier run were cut off and have been finished: ") +

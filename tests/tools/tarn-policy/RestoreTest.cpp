@@ -158,6 +158,49 @@ TEST_F(RestoreTest, AnApplyThatFailsHasFinishedTheRenames) {
     EXPECT_EQ(tool({"restore"}).status, 0);
 }
 
+TEST_F(RestoreTest, ASideFileThatCannotBeRenamedEndsTheRunBeforeTheSetIsRenamed) {
+    finished();
+    ASSERT_EQ(tool({"compile", kPolicy}).status, 0);
+    remove("/etc/tarn/.scene_info");
+    remove(std::string(kFinalSet) + "/extra_0_quiet_h_0");
+    for (const std::string name : {"funcinfo", "userinfo"}) {
+        remove("/etc/tarn/" + name);
+        testfiles::makeDirectories("/etc/tarn/" + name);
+        for (const std::string verb : {"compile", "apply"}) {
+            const std::vector<std::string> waiting = messages(kSet);
+            const Outcome outcome = tool({verb, kPolicy});
+            EXPECT_EQ(outcome.status, 1) << verb << " " << name;
+            EXPECT_THAT(outcome.err,
+                        AllOf(HasSubstr("cannot rename /etc/tarn/." + name + " to /etc/tarn/" + name + ": "),
+                              HasSubstr("next: look into /var/log/tarn-policy.log")));
+            EXPECT_THAT(outcome.err, testing::Not(HasSubstr("have been finished")));
+            EXPECT_EQ(messages(kSet), waiting);
+            EXPECT_EQ(tool({"restore"}).status, 7);
+        }
+        ASSERT_EQ(testprocess::run({"rmdir", "/etc/tarn/" + name}).status, 0);
+    }
+    const Outcome outcome = tool({"compile", kPolicy});
+    EXPECT_EQ(outcome.status, 0) << "the way out";
+    EXPECT_THAT(outcome.err, HasSubstr("have been finished"));
+    EXPECT_TRUE(testfiles::exists("/etc/tarn/funcinfo"));
+    EXPECT_TRUE(testfiles::exists("/etc/tarn/userinfo"));
+    EXPECT_EQ(tool({"restore"}).status, 0);
+}
+
+TEST_F(RestoreTest, SideFilesThatWereRenamedAlreadyAreNoFailure) {
+    finished();
+    ASSERT_EQ(tool({"compile", kPolicy}).status, 0);
+    for (const std::string name : {"funcinfo", "userinfo"}) {
+        ASSERT_EQ(testprocess::run({"mv", "/etc/tarn/." + name, "/etc/tarn/" + name}).status, 0);
+    }
+    remove("/etc/tarn/.scene_info");
+    remove(std::string(kFinalSet) + "/extra_0_quiet_h_0");
+    const Outcome outcome = tool({"compile", kPolicy});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(outcome.err, HasSubstr("have been finished"));
+    EXPECT_EQ(tool({"restore"}).status, 0);
+}
+
 TEST_F(RestoreTest, RenamesOfADamagedSetAreNotFinishedAndTheOldSetIsNeverSent) {
     finished();
     ASSERT_EQ(tool({"compile", kPolicy}).status, 0);
