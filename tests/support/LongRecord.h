@@ -63,6 +63,27 @@ inline std::string policyMessage(std::uint32_t pairs = kPairs, std::uint32_t act
     return message(sizeof(kernelmsg::PolicyNodeRecord), kernelmsg::kTypePolicy, record);
 }
 
+// One record whose condition has one dynamic variable more than pairs, all of this name.
+inline std::string messageOfVariables(const std::string& name, std::uint32_t pairs = kPairs) {
+    kernelmsg::PolicyNodeRecord node{};
+    node.policyType = kernelmsg::kPolicyOrdinary;
+    node.permClass = 1;
+    node.perm = 2;
+    node.ext[1] = kNameId;
+    node.exprCount = 2 * pairs + 1;
+    std::string record;
+    append(record, node);
+    for (std::uint32_t pair = 0; pair < pairs; ++pair) {
+        append(record, kernelmsg::ExprRecord{kernelmsg::kExprFirstBinary, 0, 0, 0, 0});
+    }
+    for (std::uint32_t variable = 0; variable < pairs + 1; ++variable) {
+        append(record,
+               kernelmsg::ExprRecord{kernelmsg::kExprVariable, 1, 0, 0, static_cast<std::uint32_t>(name.size())});
+        record += name;
+    }
+    return message(sizeof(kernelmsg::PolicyNodeRecord), kernelmsg::kTypePolicy, record);
+}
+
 }  // namespace longrecord
 
 #endif

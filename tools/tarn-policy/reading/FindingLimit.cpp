@@ -1,11 +1,15 @@
 #include "reading/FindingLimit.h"
 
 void FindingLimit::add(const SetFinding& finding) {
-    Alike& alike = alike_[{finding.path, finding.code}];
-    alike.weight = finding.weight;
-    if (++alike.count <= kMostAlike) {
-        sink_(finding);
+    if (takes(finding.weight, finding.path, finding.code)) {
+        tell(finding);
     }
+}
+
+bool FindingLimit::takes(Weight weight, const std::string& path, const std::string& code) {
+    Alike& alike = alike_[{path, code}];
+    alike.weight = weight;
+    return ++alike.count <= kMostAlike;
 }
 
 void FindingLimit::release() {

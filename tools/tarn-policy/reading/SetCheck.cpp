@@ -49,6 +49,8 @@ bool splitSeries(const std::string& name, std::string& stem, unsigned long& numb
 // The kernel's answer to a message that comes out of order.
 constexpr int kOutOfOrder = EPROTO;
 
+constexpr char kStrangeVariable[] = "variable-namespace";
+
 }  // namespace
 
 void SetCheck::onFile(const std::string& name, std::string_view bytes) {
@@ -190,6 +192,7 @@ void SetCheck::checkClassOf(const tarnmessage::PolicyRecordView& record) {
     }
 }
 
+// A message may hold tens of thousands of such variables.
 void SetCheck::checkVariables(const tarnmessage::PolicyRecordView& record) {
     if (prefixes_.empty()) {
         return;
@@ -203,9 +206,10 @@ void SetCheck::checkVariables(const tarnmessage::PolicyRecordView& record) {
         const bool fits = std::any_of(prefixes_.begin(), prefixes_.end(), [&](const std::string& prefix) {
             return variable.substr(0, prefix.size()) == prefix;
         });
-        if (!fits) {
-            notice("variable-namespace", node.offset, "dynamic variable " + tarnmessage::quoted(variable),
-                   "one of namespace " + escaped(prefixes_.front().substr(0, prefixes_.front().size() - 1)));
+        if (!fits && isTold(Weight::kNotice, kStrangeVariable)) {
+            limit_.tell({Weight::kNotice, kStrangeVariable, path_, node.offset,
+                         "dynamic variable " + tarnmessage::quoted(variable),
+                         "one of namespace " + escaped(prefixes_.front().substr(0, prefixes_.front().size() - 1)), 0});
         }
     }
 }
@@ -324,11 +328,21 @@ void SetCheck::finish() {
     }
 }
 
+bool SetCheck::isTold(Weight weight, const char* code) {
+    refused_ += weight == Weight::kRefused ? 1 : 0;
+    unreadable_ += weight == Weight::kUnreadable ? 1 : 0;
+    notices_ += weight == Weight::kNotice ? 1 : 0;
+    if (pathOfLast_ != path_) {
+        limit_.release();
+        pathOfLast_ = path_;
+    }
+    return limit_.takes(weight, path_, code);
+}
+
 void SetCheck::add(SetFinding finding) {
-    refused_ += finding.weight == Weight::kRefused ? 1 : 0;
-    unreadable_ += finding.weight == Weight::kUnreadable ? 1 : 0;
-    notices_ += finding.weight == Weight::kNotice ? 1 : 0;
-    sink_(finding);
+    if (isTold(finding.weight, finding.code.c_str())) {
+        limit_.tell(finding);
+    }
 }
 
 void SetCheck::notice(const char* code, std::optional<std::size_t> offset, std::string text, std::string expected) {

@@ -11,7 +11,7 @@
 
 #include "libtarnmessage/SetWalk.h"
 #include "libtarnnames/NameBook.h"
-#include "reading/SetFinding.h"
+#include "reading/FindingLimit.h"
 
 class SetCheck : public tarnmessage::WalkVisitor {
 public:
@@ -21,8 +21,8 @@ public:
         bool looksAtModes = false;  // and owners
     };
 
-    SetCheck(const tarnnames::NameBook& book, Options options, FindingSink sink)
-        : book_(book), options_(std::move(options)), sink_(std::move(sink)) {}
+    SetCheck(const tarnnames::NameBook& book, Options options, FindingLimit& limit)
+        : book_(book), options_(std::move(options)), limit_(limit) {}
 
     void onFile(const std::string& name, std::string_view bytes) override;
     void onHeader(const kernelmsg::MessageHeader& header) override;
@@ -63,15 +63,18 @@ private:
     void checkMode(const std::string& path, const tarnmessage::FileStatus& status, mode_t most);
     bool exists(const std::string& name) const;
 
+    // Counts a finding in the file at hand. True where it is told.
+    bool isTold(Weight weight, const char* code);
     void add(SetFinding finding);
     void notice(const char* code, std::optional<std::size_t> offset, std::string text, std::string expected);
 
     const tarnnames::NameBook& book_;
     Options options_;
-    FindingSink sink_;
+    FindingLimit& limit_;
 
     std::string name_;  // of the file
     std::string path_;
+    std::string pathOfLast_;  // finding; those of a file come one after the other
     bool hasLast_ = false;
     Numbers last_;
     std::set<Numbers> seen_;                        // in this file

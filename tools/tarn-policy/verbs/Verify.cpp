@@ -68,14 +68,7 @@ protected:
         struct stat status {};
         const bool isDirectory = stat(path_.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
         FindingLimit limit([&](const SetFinding& finding) { tell(finding, report); });
-        std::string path;  // of the last finding; those of a file come one after the other
-        SetCheck check(book, {folderBefore(path_), isDirectory, looksAtModes_}, [&](const SetFinding& finding) {
-            if (finding.path != path) {
-                limit.release();
-                path = finding.path;
-            }
-            limit.add(finding);
-        });
+        SetCheck check(book, {folderBefore(path_), isDirectory, looksAtModes_}, limit);
         const tarnmessage::WalkOutcome outcome = walk.run(check);
         if (!outcome.problem.empty()) {
             throw Failure(ExitCode::kFailed, "read " + tarnmessage::escaped(path_), outcome.problem,

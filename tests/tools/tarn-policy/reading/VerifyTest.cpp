@@ -267,6 +267,26 @@ TEST_F(VerifyTest, VariablesOfOtherNamespacesAreNoticed) {
                                 ":206: notice: dynamic variable \"foo:usb_block\", expected one of namespace net")));
 }
 
+// A name of about 1 MiB, made into text for each of the variables, would take minutes.
+TEST_F(VerifyTest, VeryManyVariablesOfOtherNamespacesAreCounted) {
+    const std::string name(1000000, 'n');
+    model::Numbers numbers;
+    numbers.names[name] = longrecord::kNameId;
+    model::Namespaces namespaces;
+    namespaces.emplace_back(name, std::vector<std::string>{"m:f"});
+    replace("namemsg", model::namespaceMessage(numbers, namespaces));
+    replace("base_0_net_g_0", longrecord::messageOfVariables("x:y"));
+    for (const char* other : {"base_0_net_h_0", "base_1_net_g_0", "base_1_net_h_0"}) {
+        std::remove(at(other).c_str());
+    }
+    const double before = secondsOfChildren();
+    const std::vector<std::string> lines = findings({"--no-duplicates"});
+    EXPECT_LT(secondsOfChildren() - before, 5);
+    EXPECT_THAT(lines, testing::Contains(
+                           found("base_0_net_g_0", ": notice: and " + std::to_string(longrecord::kPairs + 1 - 10) +
+                                                       " more of this kind in this file [variable-namespace]")));
+}
+
 TEST_F(VerifyTest, WhatASetShouldHaveIsNoticed) {
     for (const char* name : {"namemsg", "base_0_net_g_0", "base_0_net_h_0", "base_1_net_g_0", "base_1_net_h_0"}) {
         std::remove(at(name).c_str());
