@@ -22,7 +22,7 @@ void require(bool holds) {
 }
 
 void readSideFiles(const std::string& text) {
-    std::vector<std::string> problems;
+    tarnnames::ProblemList problems;
     tarnnames::SceneInfo scenes;
     scenes.add(text, problems);
     for (const auto& [name, number] : scenes.numbers()) {
@@ -35,7 +35,7 @@ void readSideFiles(const std::string& text) {
     }
     tarnnames::Classes classes;
     const bool isRead = classes.read(text, problems);
-    require(isRead || !problems.empty());
+    require(isRead || !problems.texts().empty());
     for (const tarnnames::PermissionClass& entry : classes.all()) {
         require(!classes.classNames(entry.value).empty());
     }

@@ -33,36 +33,34 @@ std::optional<Json::Value> parse(const std::string& text, std::string& why) {
     return why.empty() ? std::optional(document) : std::nullopt;
 }
 
-void readClass(const std::string& name, const Json::Value& value, PermissionClass& entry,
-               std::vector<std::string>& problems) {
+void readClass(const std::string& name, const Json::Value& value, PermissionClass& entry, ProblemList& problems) {
     entry.name = name;
     if (const Json::Value& number = value["value"]; number.isUInt()) {
         entry.value = number.asUInt();
     } else if (!number.isNull()) {
-        problems.push_back("the value of class " + quoted(name) + " is no 32-bit number");
+        problems.add("the value of class " + quoted(name) + " is no 32-bit number");
     }
     const Json::Value& permissions = value["perms"];
     if (!permissions.isNull() && !permissions.isObject()) {
-        problems.push_back("\"perms\" of class " + quoted(name) + " is no object");
+        problems.add("\"perms\" of class " + quoted(name) + " is no object");
         return;
     }
     for (const std::string& permission : permissions.getMemberNames()) {
         if (permissions[permission].isUInt()) {
             entry.permissions[permission] = permissions[permission].asUInt();
         } else {
-            problems.push_back("permission " + quoted(permission) + " of class " + quoted(name) +
-                               " is no 32-bit number");
+            problems.add("permission " + quoted(permission) + " of class " + quoted(name) + " is no 32-bit number");
         }
     }
 }
 
 }  // namespace
 
-bool Classes::read(const std::string& text, std::vector<std::string>& problems) {
+bool Classes::read(const std::string& text, ProblemList& problems) {
     std::string why;
     const std::optional<Json::Value> document = parse(text, why);
     if (!document) {
-        problems.push_back("the class definitions are unsound: " + why);
+        problems.add("the class definitions are unsound: " + why);
         return false;
     }
     for (const std::string& name : document->getMemberNames()) {
@@ -70,7 +68,7 @@ bool Classes::read(const std::string& text, std::vector<std::string>& problems) 
         if (value.isObject()) {
             readClass(name, value, classes_.emplace_back(), problems);
         } else {
-            problems.push_back("class " + quoted(name) + " is no object");
+            problems.add("class " + quoted(name) + " is no object");
         }
     }
     return true;

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "libtarnnames/ProblemList.h"
+
 namespace tarnnames {
 
 struct PermissionClass {
@@ -19,7 +21,7 @@ class Classes {
 public:
     // Takes the text of class-def.conf. False, with the reason, where it is not one JSON object; classes that are no
     // objects, and numbers that are none, are problems and skipped.
-    bool read(const std::string& text, std::vector<std::string>& problems);
+    bool read(const std::string& text, ProblemList& problems);
 
     const std::vector<PermissionClass>& all() const { return classes_; }  // by name
 

@@ -20,13 +20,13 @@ void readSideFile(std::string& path, std::vector<std::string>& problems, Take ta
         return;
     }
     std::string text;
-    std::vector<std::string> own;
+    ProblemList own;
     if (const int failure = readTextFile(path, text); failure != 0) {
-        own.push_back(std::string("can't be read: ") + std::strerror(failure));
+        own.add(std::string("can't be read: ") + std::strerror(failure));
     } else {
         take(text, own);
     }
-    for (const std::string& problem : own) {
+    for (const std::string& problem : own.texts()) {
         problems.push_back(tarnmessage::escaped(path) + ": " + problem);
     }
 }
@@ -54,17 +54,16 @@ void NameBook::readSideFiles(const std::string& path, const std::string& etcDire
                              std::vector<std::string>& problems) {
     paths_ = findSideFiles(path, etcDirectory);
     readSideFile(paths_.sceneInfo, problems,
-                 [&](const std::string& text, std::vector<std::string>& own) { scenes_.add(text, own); });
+                 [&](const std::string& text, ProblemList& own) { scenes_.add(text, own); });
     FuncInfo functions;
     readSideFile(paths_.funcInfo, problems,
-                 [&](const std::string& text, std::vector<std::string>& own) { functions.add(text, own); });
+                 [&](const std::string& text, ProblemList& own) { functions.add(text, own); });
     for (const auto& [name, list] : functions.functions()) {
         const auto pinned = scenes_.numbers().find(name);
         functions_.add(pinned != scenes_.numbers().end() ? pinned->second : stringToId(name.c_str()), {name, list});
     }
-    readSideFile(paths_.classDefinitions, problems, [&](const std::string& text, std::vector<std::string>& own) {
-        static_cast<void>(classes_.read(text, own));
-    });
+    readSideFile(paths_.classDefinitions, problems,
+                 [&](const std::string& text, ProblemList& own) { static_cast<void>(classes_.read(text, own)); });
 }
 
 std::vector<std::string> NameBook::namespaceNames(std::uint32_t number) const {

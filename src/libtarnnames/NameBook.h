@@ -19,7 +19,7 @@ class NameBook {
 public:
     // Reads the side files of a path (SideFiles.h says where they are looked for). Names are a help: a side file that is
     // missing is not mentioned, one that can't be read or understood becomes a problem, and what it would have said is
-    // shown as numbers.
+    // shown as numbers. Of the problems of one file the first ones are told, and the number of the others.
     void readSideFiles(const std::string& path, const std::string& etcDirectory, std::vector<std::string>& problems);
 
     // False, with the reason, where the label table can't be read.

@@ -83,8 +83,8 @@ std::optional<std::uint32_t> numberOf(const std::string& text) {
     return static_cast<std::uint32_t>(value);
 }
 
-void addProblem(std::vector<std::string>& problems, std::size_t line, const char* expected) {
-    problems.push_back("line " + std::to_string(line) + " is skipped: expected " + expected);
+void addProblem(ProblemList& problems, std::size_t line, const char* expected) {
+    problems.add("line " + std::to_string(line) + " is skipped: expected " + expected);
 }
 
 }  // namespace
@@ -111,7 +111,7 @@ SideFilePaths findSideFiles(const std::string& path, const std::string& etcDirec
     return found;
 }
 
-void SceneInfo::add(std::string_view text, std::vector<std::string>& problems) {
+void SceneInfo::add(std::string_view text, ProblemList& problems) {
     forEachLine(text, [&](std::string_view line, std::size_t number) {
         const std::vector<std::string> fields = pieces(line, ':');
         const std::optional<std::uint32_t> value = fields.size() == 2 ? numberOf(fields[0]) : std::nullopt;
@@ -154,7 +154,7 @@ void dropRepetitions(std::vector<std::string>& texts) {
     texts.resize(places.size());
 }
 
-void FuncInfo::add(std::string_view text, std::vector<std::string>& problems) {
+void FuncInfo::add(std::string_view text, ProblemList& problems) {
     forEachLine(text, [&](std::string_view line, std::size_t number) {
         const std::vector<std::string> fields = pieces(line, '#');
         if (fields.size() != 2) {

@@ -10,6 +10,8 @@
 #include <utility>
 #include <vector>
 
+#include "libtarnnames/ProblemList.h"
+
 namespace tarnnames {
 
 // Where the side files of one path lie. Empty where there is none.
@@ -28,7 +30,7 @@ SideFilePaths findSideFiles(const std::string& path, const std::string& etcDirec
 class SceneInfo {
 public:
     // Adds the lines of a text; what is no such line is a problem ("line 3: ...") and skipped.
-    void add(std::string_view text, std::vector<std::string>& problems);
+    void add(std::string_view text, ProblemList& problems);
 
     // The names of a number, in the order of the alphabet; several where checksums meet.
     std::vector<std::string> names(std::uint32_t number) const;
@@ -45,7 +47,7 @@ void dropRepetitions(std::vector<std::string>& texts);
 // Lines of funcinfo: a namespace and its functions, "module:function", in the order of their numbers.
 class FuncInfo {
 public:
-    void add(std::string_view text, std::vector<std::string>& problems);
+    void add(std::string_view text, ProblemList& problems);
     const std::map<std::string, std::vector<std::string>>& functions() const { return functions_; }
 
 private:

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 using tarnnames::Classes;
+using tarnnames::ProblemList;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -17,7 +18,7 @@ constexpr char kText[] = R"({
     "twin": {"value": 1, "perms": {"look": 1}},
     "bare": {}})";
 
-Classes read(const std::string& text, std::vector<std::string>& problems) {
+Classes read(const std::string& text, ProblemList& problems) {
     Classes classes;
     static_cast<void>(classes.read(text, problems));
     return classes;
@@ -26,9 +27,9 @@ Classes read(const std::string& text, std::vector<std::string>& problems) {
 }  // namespace
 
 TEST(Classes, NumbersGiveEveryNameTheyHave) {
-    std::vector<std::string> problems;
+    ProblemList problems;
     const Classes classes = read(kText, problems);
-    EXPECT_THAT(problems, IsEmpty());
+    EXPECT_THAT(problems.texts(), IsEmpty());
     EXPECT_THAT(classes.classNames(1), ElementsAre("file", "twin"));
     EXPECT_THAT(classes.classNames(2), ElementsAre("dir"));
     EXPECT_THAT(classes.classNames(0), ElementsAre("bare"));
@@ -40,7 +41,7 @@ TEST(Classes, NumbersGiveEveryNameTheyHave) {
 }
 
 TEST(Classes, NamesGiveTheirNumber) {
-    std::vector<std::string> problems;
+    ProblemList problems;
     const Classes classes = read(kText, problems);
     EXPECT_THAT(classes.classNumbers("dir"), ElementsAre(2U));
     EXPECT_THAT(classes.classNumbers("nothing"), IsEmpty());
@@ -48,22 +49,23 @@ TEST(Classes, NamesGiveTheirNumber) {
 
 TEST(Classes, UnsoundTextIsAProblemAndGivesNone) {
     for (const char* text : {"", "{", "[]", "7"}) {
-        std::vector<std::string> problems;
+        ProblemList problems;
         EXPECT_THAT(read(text, problems).all(), IsEmpty()) << text;
-        EXPECT_THAT(problems, ElementsAre(HasSubstr("the class definitions are unsound")));
+        EXPECT_THAT(problems.texts(), ElementsAre(HasSubstr("the class definitions are unsound")));
     }
-    std::vector<std::string> problems;
+    ProblemList problems;
     EXPECT_THAT(read(std::string(100000, '['), problems).all(), IsEmpty());
-    EXPECT_EQ(problems.size(), 1U);
+    EXPECT_EQ(problems.texts().size(), 1U);
 }
 
 TEST(Classes, UnsoundMembersAreSkippedAndTold) {
-    std::vector<std::string> problems;
+    ProblemList problems;
     const Classes classes =
         read(R"({"a": 1, "b": {"value": -1}, "c": {"value": 3, "perms": []}, "d": {"value": 4, "perms": {"x": "y"}}})",
              problems);
-    EXPECT_THAT(problems, ElementsAre("class \"a\" is no object", "the value of class \"b\" is no 32-bit number",
-                                      "\"perms\" of class \"c\" is no object",
-                                      "permission \"x\" of class \"d\" is no 32-bit number"));
+    EXPECT_THAT(
+        problems.texts(),
+        ElementsAre("class \"a\" is no object", "the value of class \"b\" is no 32-bit number",
+                    "\"perms\" of class \"c\" is no object", "permission \"x\" of class \"d\" is no 32-bit number"));
     EXPECT_THAT(classes.classNames(3), ElementsAre("c"));
 }

@@ -11,6 +11,7 @@
 
 using tarnnames::findSideFiles;
 using tarnnames::FuncInfo;
+using tarnnames::ProblemList;
 using tarnnames::SceneInfo;
 using tarnnames::SideFilePaths;
 using testing::ElementsAre;
@@ -24,7 +25,7 @@ void touch(const std::string& path) {
     testfiles::write(path, "");
 }
 
-SceneInfo scenesOf(const std::string& text, std::vector<std::string>& problems) {
+SceneInfo scenesOf(const std::string& text, ProblemList& problems) {
     SceneInfo scenes;
     scenes.add(text, problems);
     return scenes;
@@ -84,37 +85,51 @@ TEST(SideFiles, AreNotInventedWhereThereAreNone) {
 }
 
 TEST(SideFiles, SceneLinesAreReadAsTheLibraryReadsThem) {
-    std::vector<std::string> problems;
+    ProblemList problems;
     const SceneInfo scenes =
         scenesOf("7:net\n\n12abc:twelve\n4294967297:one\n-1:minus\n3::doubled\n8:late\n9:late\n10:unended", problems);
-    EXPECT_THAT(problems, IsEmpty());
+    EXPECT_THAT(problems.texts(), IsEmpty());
     EXPECT_THAT(scenes.numbers(),
                 ElementsAre(Pair("doubled", 3U), Pair("late", 9U), Pair("minus", 4294967295U), Pair("net", 7U),
                             Pair("one", 1U), Pair("twelve", 12U), Pair("unended", 10U)));
 }
 
 TEST(SideFiles, UnreadableSceneLinesAreTold) {
-    std::vector<std::string> problems;
+    ProblemList problems;
     const SceneInfo scenes = scenesOf("12:a:b\n12\nx:net\n99999999999999999999999:net\n:5\n5:fine\n", problems);
     EXPECT_THAT(scenes.numbers(), ElementsAre(Pair("fine", 5U)));
-    ASSERT_EQ(problems.size(), 5U);
-    EXPECT_EQ(problems[2], "line 3 is skipped: expected NUMBER:NAMESPACE");
+    ASSERT_EQ(problems.texts().size(), 5U);
+    EXPECT_EQ(problems.texts()[2], "line 3 is skipped: expected NUMBER:NAMESPACE");
+}
+
+TEST(SideFiles, FurtherProblemsAreCounted) {
+    std::string lines;
+    for (std::size_t line = 0; line < ProblemList::kMostKept; ++line) {
+        lines += "bad\n";
+    }
+    ProblemList problems;
+    scenesOf(lines, problems);
+    EXPECT_EQ(problems.texts().size(), ProblemList::kMostKept);
+    EXPECT_EQ(problems.texts().back(), "line 10 is skipped: expected NUMBER:NAMESPACE");
+    scenesOf("bad\n7:net\nbad\n", problems);
+    EXPECT_EQ(problems.texts().size(), ProblemList::kMostKept + 1);
+    EXPECT_EQ(problems.texts().back(), "and 2 more in this file");
 }
 
 TEST(SideFiles, TextEndsAtTheFirstNul) {
-    std::vector<std::string> problems;
+    ProblemList problems;
     EXPECT_THAT(scenesOf(std::string("7:net\n\0008:fs\n", 11), problems).numbers(), ElementsAre(Pair("net", 7U)));
 }
 
 TEST(SideFiles, NamesThatShareANumberAllStay) {
-    std::vector<std::string> problems;
+    ProblemList problems;
     const SceneInfo scenes = scenesOf("7:net\n7:fs\n8:ipc\n", problems);
     EXPECT_THAT(scenes.names(7), ElementsAre("fs", "net"));
     EXPECT_THAT(scenes.names(9), IsEmpty());
 }
 
 TEST(SideFiles, ANameIsFoundUnderItsLastNumberOnly) {
-    std::vector<std::string> problems;
+    ProblemList problems;
     SceneInfo scenes = scenesOf("7:net\n7:fs\n8:net\n8:net\n", problems);
     EXPECT_THAT(scenes.names(7), ElementsAre("fs"));
     EXPECT_THAT(scenes.names(8), ElementsAre("net"));
@@ -133,22 +148,22 @@ TEST(SideFiles, RepetitionsAreDroppedBehindTheFirst) {
 }
 
 TEST(SideFiles, FunctionsOfSeveralLinesAndTextsKeepTheirFirstPlaces) {
-    std::vector<std::string> problems;
+    ProblemList problems;
     FuncInfo functions;
     functions.add("net#m:z,m:a,m:z\nfs#m:z\nnet#m:k,m:a,m:b\n", problems);
     functions.add("net#m:b,m:0,m:z\n", problems);
     EXPECT_THAT(functions.functions(), ElementsAre(Pair("fs", ElementsAre("m:z")),
                                                    Pair("net", ElementsAre("m:z", "m:a", "m:k", "m:b", "m:0"))));
-    EXPECT_THAT(problems, IsEmpty());
+    EXPECT_THAT(problems.texts(), IsEmpty());
 }
 
 TEST(SideFiles, FunctionsKeepTheirOrderAndStandOnce) {
-    std::vector<std::string> problems;
+    ProblemList problems;
     FuncInfo functions;
     functions.add("net#m:f,m:f,m:g\nfs#,\nnet#m:h\nbad\nbad#a#b\n", problems);
     EXPECT_THAT(functions.functions(), ElementsAre(Pair("net", ElementsAre("m:f", "m:g", "m:h"))));
-    ASSERT_EQ(problems.size(), 2U);
-    EXPECT_EQ(problems[0], "line 4 is skipped: expected NAMESPACE#MODULE:FUNCTION,...");
+    ASSERT_EQ(problems.texts().size(), 2U);
+    EXPECT_EQ(problems.texts()[0], "line 4 is skipped: expected NAMESPACE#MODULE:FUNCTION,...");
 }
 
 TEST(SideFiles, TextFileGivesTheReasonOfItsRefusal) {

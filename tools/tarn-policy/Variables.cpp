@@ -88,7 +88,7 @@ SavedVariables readSavedVariables(const std::string& path) {
         if (const std::optional<Variable> variable = parseSaved(line)) {
             table[{variable->nameSpace, variable->name}] = variable->value;
         } else {
-            saved.unreadable.push_back(line);
+            saved.problems.add("the line \"" + line + "\" is not namespace:name:value; the library skips it");
         }
     }
     for (const auto& [key, value] : table) {
@@ -98,8 +98,8 @@ SavedVariables readSavedVariables(const std::string& path) {
 }
 
 void warnOfUnreadable(const SavedVariables& saved, Report& report, const std::string& path) {
-    for (const std::string& line : saved.unreadable) {
-        report.warning(path + ": the line \"" + line + "\" is not namespace:name:value; the library skips it");
+    for (const std::string& problem : saved.problems.texts()) {
+        report.warning(path + ": " + problem);
     }
 }
 

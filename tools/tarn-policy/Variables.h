@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Report.h"
+#include "libtarnnames/ProblemList.h"
 #include "libtarnpolicysync/Paths.h"
 #include "libtarnpolicysync/PolicyModuleManagerInterface.h"
 
@@ -23,15 +24,15 @@ struct Variable {
 };
 
 struct SavedVariables {
-    std::vector<Variable> variables;      // in the library's order, a later line of a name replacing an earlier one
-    std::vector<std::string> unreadable;  // lines that the library skips
+    std::vector<Variable> variables;  // in the library's order, a later line of a name replacing an earlier one
+    tarnnames::ProblemList problems;  // lines that the library skips
 };
 
 // Reads "/etc/tarn/dynamicinfo" by the library's own rules and without its log. A missing file holds no variables.
 // Throws Failure where the file can't be read. Another path is that of a tree below a mount point.
 SavedVariables readSavedVariables(const std::string& path = paths::kDynamicInfo);
 
-// A warning for each line that the library skips.
+// A warning for each line that the library skips, as far as the list goes.
 void warnOfUnreadable(const SavedVariables& saved, Report& report, const std::string& path = paths::kDynamicInfo);
 
 // One line of the state file, without its line feed: "net:usb_block:1". parseSaved gives nothing for a line that the

@@ -81,6 +81,17 @@ TEST_F(VarTest, SetWarnsOfLinesThatSavingLoses) {
     EXPECT_EQ(testfiles::read(kDynamicInfo), "net:v:1\nnet:w:5\n");
 }
 
+TEST_F(VarTest, ManyLinesThatTheLibrarySkipsAreCounted) {
+    std::string lines = "net:w:5\n";
+    for (int line = 0; line < 1000; ++line) {
+        lines += "broken\n";
+    }
+    saveVariables(lines);
+    const Json::Value warnings = parseJson(tool({"var", "list", "--json"}).out)["warnings"];
+    ASSERT_EQ(warnings.size(), 11U);
+    EXPECT_EQ(warnings[10].asString(), "/etc/tarn/dynamicinfo: and 990 more in this file");
+}
+
 TEST_F(VarTest, SetGivesTheVariablesAsJson) {
     plainKernel({"net/v"});
     const Outcome outcome = tool({"var", "set", "net", "v", "3", "--json"});

@@ -7,12 +7,13 @@
 #include <string>
 #include <utility>
 
+#include "libtarnnames/ProblemList.h"
 #include "reading/SetFinding.h"
 
 // Hands findings on; of those of one kind in one file the first ones alone. The others are counted.
 class FindingLimit {
 public:
-    static constexpr std::uint64_t kMostAlike = 10;
+    static constexpr std::uint64_t kMostAlike = tarnnames::ProblemList::kMostKept;
 
     explicit FindingLimit(FindingSink sink) : sink_(std::move(sink)) {}
 

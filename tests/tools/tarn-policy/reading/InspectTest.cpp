@@ -327,6 +327,21 @@ TEST_F(InspectTest, SideFilesThatCanNotBeReadAreWarnings) {
     EXPECT_THAT(labels.err, HasSubstr("cannot read the label table"));
 }
 
+TEST_F(InspectTest, ManyBadLinesOfASideFileAreCounted) {
+    putSet();
+    std::string lines;
+    for (int line = 0; line < 1000; ++line) {
+        lines += "bad\n";
+    }
+    testfiles::write(std::string(kFolder) + "/scene_info", lines);
+    testfiles::write(std::string(kFolder) + "/funcinfo", lines);
+    const Json::Value warnings = parse(tool({"inspect", "--json", kSet}).out)["warnings"];
+    ASSERT_EQ(warnings.size(), 22U);
+    EXPECT_THAT(warnings[9].asString(), HasSubstr("/scene_info: line 10 is skipped"));
+    EXPECT_EQ(warnings[10].asString(), "/etc/tarn/copy/scene_info: and 990 more in this file");
+    EXPECT_EQ(warnings[21].asString(), "/etc/tarn/copy/funcinfo: and 990 more in this file");
+}
+
 TEST_F(InspectTest, FormsOfOutputExcludeEachOther) {
     putSet();
     for (const auto& flags :
