@@ -160,8 +160,7 @@ int PolicyModuleManagerInterface::Private::SliceCompiler::addRecords(GroupMap::v
     for (std::size_t done = 0; done < rule.objectCount;) {
         if (group.records == 0) {
             TARN_LOG(kLogDetail, "###INFO: 新的策略消息...");
-            message.restart();
-            template_ = {};
+            message.restart();  // there is no room for a copy: it ended with the last message
         }
         const TARN_ID* objects = rule.objects + done;
         std::size_t count = std::min(template_.room, rule.objectCount - done);
