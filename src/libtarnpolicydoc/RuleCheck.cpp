@@ -71,9 +71,10 @@ std::string listOf(const std::vector<std::string>& names, const std::string& wha
 RuleCheck::RuleCheck(const PolicyDocument& document, const CheckContext& context, Diagnostics& diagnostics)
     : document_(document), context_(context), diagnostics_(diagnostics) {
     for (const NamespaceEntry& entry : document.namespaces) {
-        std::vector<std::string>& functions = functions_[entry.name];
+        Functions& functions = functions_[entry.name];
         for (const FunctionEntry& function : entry.functions) {
-            functions.push_back(function.module + ":" + function.function);
+            functions.inOrder.push_back(function.module + ":" + function.function);
+            functions.names.insert(functions.inOrder.back());
         }
         namespaceNames_.push_back(entry.name);
     }
@@ -291,12 +292,12 @@ void RuleCheck::checkFunction(const At& at, const std::string& function, const s
         return;  // the namespace itself was reported
     }
     const std::string entry = at.rule.strModuleName + ":" + function;
-    if (std::find(known->second.begin(), known->second.end(), entry) == known->second.end()) {
+    if (known->second.names.count(entry) == 0) {
         at.mistake(
             pointer, line,
             {"unknown-function", "namespace " + quoted(at.rule.strNamespace) + " has no function " + quoted(entry),
-             listOf(known->second, "a function of this namespace"),
-             suggestion(at.report, entry, known->second,
+             listOf(known->second.inOrder, "a function of this namespace"),
+             suggestion(at.report, entry, known->second.inOrder,
                         "add it to /namespaces/" + pointerStep(at.rule.strNamespace))});
     }
 }

@@ -54,10 +54,16 @@ private:
     void checkRecords(const At& at) const;
     void noteSeries(const At& at);
 
+    // "module:function": in the order of the document for the reader, and to look one up for each call of a rule.
+    struct Functions {
+        std::vector<std::string> inOrder;
+        std::unordered_set<std::string> names;
+    };
+
     const PolicyDocument& document_;
     const CheckContext& context_;
     Diagnostics& diagnostics_;
-    std::unordered_map<std::string, std::vector<std::string>> functions_;          // namespace to "module:function"
+    std::unordered_map<std::string, Functions> functions_;                         // by namespace
     std::unordered_map<std::string, std::unordered_set<std::string>> registered_;  // kind to names
     std::unordered_set<std::string> devices_;
     std::unordered_set<std::string> modules_;

@@ -9,7 +9,7 @@
 
 #include "libtarnmessage/MessageReader.h"
 #include "libtarnmessage/MessageText.h"
-#include "support/Golden.h"
+#include "support/PlainMessage.h"
 
 namespace messagetools {
 
@@ -19,10 +19,7 @@ inline std::uint32_t wordAt(const std::string& bytes, std::size_t offset) {
     return word;
 }
 
-inline std::string withWord(std::string bytes, std::size_t offset, std::uint32_t word) {
-    std::memcpy(bytes.data() + offset, &word, sizeof(word));
-    return bytes;
-}
+using golden::withWord;
 
 // Sets the header's length to the bytes there are, so that a test of something else is not stopped by it.
 inline std::string withTrueLength(const std::string& bytes) {
