@@ -195,7 +195,7 @@ int PolicyModuleManagerInterface::Private::SliceCompiler::encode(MessageGroup& g
         return static_cast<int>(status);
     }
     ++group.records;
-    const auto length = static_cast<unsigned long>(message.cursor - start);
+    const auto length = std::max(kPlainLength, static_cast<unsigned long>(message.cursor - start));  // never shorter
     const auto places = static_cast<std::size_t>(kernelmsg::kRecordsPerMessage - group.records);
     template_ = {start, length, std::min(places, message.remaining() / length)};
     return 0;
