@@ -8,6 +8,7 @@
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
+#include <utility>
 
 namespace fs = std::filesystem;
 
@@ -51,6 +52,22 @@ void makeDirectories(const std::string& path) {
 
 void link(const std::string& target, const std::string& path) {
     fs::create_symlink(target, path);
+}
+
+void awaitNextTimeStamp(const std::string& directory) {
+    const std::string path = directory + "/time-stamp";
+    const auto now = [&path] {
+        write(path, "");
+        struct stat status {};
+        if (lstat(path.c_str(), &status) != 0) {
+            throw std::runtime_error("cannot look at " + path);
+        }
+        fs::remove(path);
+        return std::make_pair(status.st_ctim.tv_sec, status.st_ctim.tv_nsec);
+    };
+    const auto before = now();
+    while (now() == before) {
+    }
 }
 
 int openDescriptors() {

@@ -19,6 +19,8 @@ unsigned int mode(const std::string& path);
 std::vector<std::string> list(const std::string& directory);
 void makeDirectories(const std::string& path);
 void link(const std::string& target, const std::string& path);
+// Returns when a change of a file below this directory gets a later time than every change before: kernels count in ticks.
+void awaitNextTimeStamp(const std::string& directory);
 // Number of open descriptors of this process.
 int openDescriptors();
 

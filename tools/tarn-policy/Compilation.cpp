@@ -9,6 +9,7 @@
 #include "Common/Common.h"
 #include "Common/Handles.h"
 #include "CompiledSet.h"
+#include "CutOffRenames.h"
 #include "Failure.h"
 #include "Files.h"
 #include "Threads.h"
@@ -154,6 +155,7 @@ void compilePolicy(PolicyModuleManagerInterface& manager, const Preparation& pre
                    Progress& progress) {
     registerDeclarations(manager, prepared.document);
     const ExpectedRecords expected = registerRules(manager, prepared, report, progress);
+    settleCutOffRenames(report);  // what tells of them goes with the set and its note
     FullCompilationNote::markUnfinished();
     try {
         compileAndCompare(manager, prepared, expected, report, progress);
@@ -171,9 +173,10 @@ void compilePolicy(PolicyModuleManagerInterface& manager, const Preparation& pre
     // final name.
     const int renamed = manager.finalizeTmpFile();
     if (renamed != 0) {
-        throw Failure(ExitCode::kFailed, "give the compiled set its final name",
-                      "the library ended with status " + std::to_string(renamed),
-                      std::string("look into ") + kLog + "; the set is complete under its temporary name");
+        throw Failure(
+            ExitCode::kFailed, "give the compiled set its final name",
+            "the library ended with status " + std::to_string(renamed),
+            std::string("look into ") + kLog + ", then run this again; the set is complete under its temporary name");
     }
     FullCompilationNote::remove();
 }

@@ -29,8 +29,8 @@ Failure rulesChanged(const policydoc::Diagnostics& diagnostics, Report& report);
 // What to throw where the library's compilation ended with a status.
 Failure compilationFailure(unsigned int status);
 
-// prepareWork, every registration, the rules group by group, the compilation, and the comparison of the set with the
-// plan. For a delivery the note of a full compilation is written. Throws Failure.
+// prepareWork, every registration, the rules group by group, what is left of renames that were cut off, the compilation,
+// and the comparison of the set with the plan. For a delivery the note of a full compilation is written. Throws Failure.
 void compilePolicy(PolicyModuleManagerInterface& manager, const Preparation& prepared, CompileKind kind, Report& report,
                    Progress& progress);
 

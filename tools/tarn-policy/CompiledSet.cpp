@@ -114,7 +114,7 @@ bool setExists() {
     return lstat(paths::kPolicyDataTmp, &status) == 0;
 }
 
-std::vector<std::string> missingMessages(const std::string& directory) {
+std::vector<std::string> missingMessages(const std::string& directory, const std::vector<std::string>& listed) {
     const std::vector<std::string> order = messagesInOrder(directory);
     const std::set<std::string> present(order.begin(), order.end());
     std::set<std::string> missing;
@@ -129,24 +129,26 @@ std::vector<std::string> missingMessages(const std::string& directory) {
             require(before);
         }
     }
-    if (directory == paths::kPolicyDataTmp) {
-        for (const std::string& name : FullCompilationNote::messages()) {
-            require(name);
-        }
+    for (const std::string& name : listed) {
+        require(name);
     }
     return {missing.begin(), missing.end()};
 }
 
+int takeEndMessageAway(const char* set) {
+    const UniqueFd folder(open(set, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    const bool away = folder.valid() && unlinkat(folder.get(), paths::kEndName, 0) == 0;
+    return away || errno == ENOENT ? 0 : errno;
+}
+
 std::string spoilSet() {
-    // A link in the set's place must not lead to another directory's end message.
-    const UniqueFd set(open(paths::kPolicyDataTmp, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    const bool away = set.valid() && unlinkat(set.get(), paths::kEndName, 0) == 0;
-    if (away || errno == ENOENT) {
+    const int error = takeEndMessageAway(paths::kPolicyDataTmp);
+    if (error == 0) {
         static_cast<void>(unlink(FullCompilationNote::kPath));  // it takes no note to refuse such a set
         return "the set has no end message, so that it cannot be sent";
     }
     return std::string("the set must not be sent, and its end message could not be taken away: ") +
-           std::strerror(errno) + "; remove " + paths::kPolicyDataTmp;
+           std::strerror(error) + "; remove " + paths::kPolicyDataTmp;
 }
 
 void FullCompilationNote::markUnfinished() {
@@ -190,4 +192,11 @@ std::vector<std::string> FullCompilationNote::messages() {
         }
     }
     return names;
+}
+
+bool FullCompilationNote::tellsOfLosses() {
+    const std::optional<FileTimes> note = fileTimes(kPath);
+    const std::optional<FileTimes> names = fileTimes(paths::kNamespaceMessage);
+    const std::optional<FileTimes> set = fileTimes(paths::kPolicyDataTmp);
+    return note && names && set && names->content <= note->status && note->status <= set->content;
 }

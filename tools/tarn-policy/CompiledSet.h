@@ -18,11 +18,15 @@ std::vector<std::string> messagesInOrder(const std::string& directory = paths::k
 // True when something stands in the set's place.
 bool setExists();
 
-// Messages that must be there and are not: files within a numbered series ("x_1" needs "x_0"), and, for the set under its
-// temporary name, those that the note of the compilation lists. Sorted names.
-std::vector<std::string> missingMessages(const std::string& directory = paths::kPolicyDataTmp);
+// Messages that must be there and are not: those that are listed, and files within a numbered series ("x_1" needs "x_0").
+// Sorted names.
+std::vector<std::string> missingMessages(const std::string& directory, const std::vector<std::string>& listed);
 
-// Takes the end message away, without which no set is sent, and the note with it, and gives words for what was done. For
+// Takes the end message of a set away, without which nobody sends it: 0, also where there was none, or an errno. A link
+// in the set's place leads nowhere.
+int takeEndMessageAway(const char* set);
+
+// Takes the end message of the set that waits away, without which no set is sent, and the note with it, and gives words for what was done. For
 // a set that stands but is not to be delivered.
 std::string spoilSet();
 
@@ -45,6 +49,10 @@ public:
     static std::optional<std::vector<Variable>> read();
     // The names of the messages that the note lists, also where it does not hold.
     static std::vector<std::string> messages();
+    // Whether the folder of the set has changed since the note was written, and no compilation has done it: each writes
+    // the namespace message. A message that the note lists and the set lacks is lost then. Else the note may well be
+    // that of another set.
+    static bool tellsOfLosses();
 };
 
 #endif

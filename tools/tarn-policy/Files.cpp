@@ -59,6 +59,14 @@ int whyNoRoom(const std::string& folder) {
     return posix_fallocate(fd.get(), 0, kMessage);
 }
 
+std::optional<FileTimes> fileTimes(const std::string& path) {
+    struct stat status {};
+    if (lstat(path.c_str(), &status) != 0) {
+        return std::nullopt;
+    }
+    return FileTimes{{status.st_mtim.tv_sec, status.st_mtim.tv_nsec}, {status.st_ctim.tv_sec, status.st_ctim.tv_nsec}};
+}
+
 bool fileExists(const std::string& path) {
     struct stat status {};
     return lstat(path.c_str(), &status) == 0;

@@ -2,7 +2,20 @@
 #ifndef TARN_POLICY_FILES_H
 #define TARN_POLICY_FILES_H
 
+#include <optional>
 #include <string>
+#include <utility>
+
+// Seconds and nanoseconds, by the clock of the file system.
+using FileTime = std::pair<long long, long>;
+
+struct FileTimes {
+    FileTime content;  // of a folder: when it last got or lost an entry
+    FileTime status;   // with every change and with a rename of the file itself
+};
+
+// Nothing for a file that is not there.
+std::optional<FileTimes> fileTimes(const std::string& path);
 
 bool fileExists(const std::string& path);
 bool isFolder(const std::string& path);

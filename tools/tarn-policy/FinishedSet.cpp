@@ -74,25 +74,42 @@ void requirePolicies(const std::string& directory) {
     }
 }
 
-// A set that was removed in part can be sound by itself and still lack rules.
-void requireWholeRenames(const std::string& mountPoint, const std::string& directory) {
-    if (renamesWereCutOff(mountPoint)) {
-        throw Failure(ExitCode::kUnsoundSet, "use the set " + directory,
-                      "the renames at the end of an earlier run were cut off (" + mountPoint + paths::kPolicyDataTmp +
-                          " stands without " + mountPoint + paths::kSceneInfoTmp +
-                          "), and a part of this set may be gone",
-                      mountPoint.empty() ? "compile and deliver the whole policy with tarn-policy apply"
-                                         : "compile the policy into the tree again with tarn-policy compile --init");
+// Whatever keeps the renames from their end, the finished set can't be used.
+bool finishThem(Report& report) {
+    try {
+        return finishCutOffRenames(report);
+    } catch (const Failure& failure) {
+        throw Failure(ExitCode::kUnsoundSet, failure.tried(), failure.reason(), failure.advice());
+    }
+}
+
+// A set that was removed in part can be sound by itself and still lack rules. On this machine the set that was to take its
+// place does so now: at the next boot there might be no other.
+void requireWholeRenames(const std::string& mountPoint, const std::string& directory, Report& report) {
+    if (!renamesWereCutOff(mountPoint)) {
+        return;
+    }
+    const std::string what = "the renames at the end of an earlier run were cut off (" + mountPoint +
+                             paths::kPolicyDataTmp + " stands without " + mountPoint + paths::kSceneInfoTmp +
+                             "), and a part of this set may be gone";
+    if (!mountPoint.empty()) {
+        throw Failure(ExitCode::kUnsoundSet, "use the set " + directory, what,
+                      "compile the policy into the tree again with tarn-policy compile --init");
+    }
+    requireKernelEntry();
+    if (!finishThem(report)) {
+        throw Failure(ExitCode::kUnsoundSet, "use the set " + directory, what + "; the one that waits is damaged",
+                      "compile and deliver the whole policy with tarn-policy apply");
     }
 }
 
 void requireFinishedSet(const std::string& mountPoint, const std::string& directory, Report& report) {
     report.fact("set") = directory;
+    requireWholeRenames(mountPoint, directory, report);
     if (!fileExists(directory)) {
         throw Failure(ExitCode::kNothingToSend, "deliver " + directory, "there is no finished set",
                       "compile one with tarn-policy compile --init, or use tarn-policy apply");
     }
-    requireWholeRenames(mountPoint, directory);
     const CheckedSet checked{directory, "compile and deliver the whole policy with tarn-policy apply"};
     if (!isFolder(directory)) {
         throw Failure(ExitCode::kUnsoundSet, "use the set " + directory, "it is no folder; the library follows no link",

@@ -7,7 +7,7 @@
 #include "Report.h"
 
 // Looks at the set, delivers it with sendInitPolicy and settles the variables of the same tree. An empty mount point is
-// this machine. Renames and removes nothing. Throws Failure.
+// this machine, where renames that were cut off are finished first. Else nothing is renamed or removed. Throws Failure.
 void deliverFinishedSet(const std::string& mountPoint, Report& report);
 
 #endif

@@ -6,11 +6,16 @@
 
 std::string restoreHint() {
     const std::string verb = "tarn-policy restore";
+    const std::string set = paths::kPolicyData;
     if (renamesWereCutOff()) {
-        return verb + " can do nothing until tarn-policy apply or compile has finished the renames that were cut off";
+        return verb + " finishes the renames that were cut off, where the set of " + paths::kPolicyDataTmp +
+               " is sound, and delivers that set";
     }
-    return fileExists(paths::kPolicyData)
-               ? "to have the last finished set in force again (" + std::string(paths::kPolicyData) + "): " + verb
-               : verb + " would deliver the last finished set again, but there is none yet (" +
-                     std::string(paths::kPolicyData) + ")";
+    if (!fileExists(set)) {
+        return verb + " would deliver the last finished set again, but there is none yet (" + set + ")";
+    }
+    if (!fileExists(paths::inDirectory(set, paths::kEndName))) {
+        return verb + " has nothing to deliver: the last finished set (" + set + ") has no end message";
+    }
+    return "to have the last finished set in force again (" + set + "): " + verb;
 }

@@ -239,6 +239,28 @@ void requireFrame(const SectionBase& base, const std::string& advice, Report& re
     }
 }
 
+// Here the waiting set may be the only whole one: nobody is told to remove it.
+void requireWholeRenames(const SectionBase& base) {
+    if (renamesWereCutOff()) {
+        throw Failure(
+            ExitCode::kUnsoundSet, "use the set " + base.directory,
+            std::string(paths::kSceneInfoTmp) +
+                " is missing: the renames at the end of an earlier delivery were cut off, and the finished set " +
+                paths::kPolicyData + " may be gone in part",
+            "compile and deliver the whole policy with tarn-policy apply");
+    }
+}
+
+// The library copies the finished set before it writes any side file, and skips what it can't copy.
+void requireSideFile(const SectionBase& base, const std::string& advice) {
+    if (base.waiting && !fileExists(base.sceneInfo)) {
+        throw Failure(ExitCode::kUnsoundSet, "use the set " + base.directory,
+                      base.sceneInfo + " is missing, which belongs to the set: it may be a copy of a part of " +
+                          paths::kPolicyData,
+                      advice);
+    }
+}
+
 std::string sectionText(const policydoc::MessageGroup& section) {
     return "namespace \"" + section.nameSpace + "\", group \"" + section.group + "\"";
 }
@@ -262,15 +284,9 @@ SectionBase requireSectionBase(Report& report) {
     if (!isFolder(base.directory)) {
         throw Failure(ExitCode::kUnsoundSet, "use the set " + base.directory, "it is no folder", advice);
     }
-    if (renamesWereCutOff()) {
-        throw Failure(
-            ExitCode::kUnsoundSet, "use the set " + base.directory,
-            std::string(paths::kSceneInfoTmp) +
-                " is missing: the renames at the end of an earlier delivery were cut off, and the finished set " +
-                paths::kPolicyData + " may be gone in part",
-            "compile and deliver the whole policy with tarn-policy apply");
-    }
+    requireWholeRenames(base);
     requireFrame(base, advice, report);
+    requireSideFile(base, advice);
     const CheckedSet checked{base.directory, advice};
     requireSoundSet(report, checked);
     requireWholeSet(report, checked);

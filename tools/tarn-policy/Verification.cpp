@@ -197,7 +197,9 @@ void requireSoundSet(Report& report, const CheckedSet& checked) {
 }
 
 void requireWholeSet(Report& report, const CheckedSet& checked) {
-    const std::vector<std::string> missing = missingMessages(checked.directory);
+    const std::vector<std::string> listed =
+        checked.directory == paths::kPolicyDataTmp ? FullCompilationNote::messages() : std::vector<std::string>();
+    const std::vector<std::string> missing = missingMessages(checked.directory, listed);
     if (missing.empty()) {
         return;
     }
@@ -206,12 +208,12 @@ void requireWholeSet(Report& report, const CheckedSet& checked) {
         report.fact("setProblems").append(text);
         report.words(text);
     }
-    const bool noted = checked.directory == paths::kPolicyDataTmp && !FullCompilationNote::messages().empty();
-    throw Failure(
-        ExitCode::kUnsoundSet, "use the set " + checked.directory, missing.front() + ": the message is missing",
-        checked.advice + (noted ? std::string("; where another program has compiled this set, remove ") +
-                                      FullCompilationNote::kPath + ", which lists the messages of an earlier one"
-                                : ""));
+    throw Failure(ExitCode::kUnsoundSet, "use the set " + checked.directory,
+                  missing.front() + ": the message is missing",
+                  checked.advice +
+                      (!listed.empty() ? std::string("; where another program has compiled this set, remove ") +
+                                             FullCompilationNote::kPath + ", which lists the messages of an earlier one"
+                                       : ""));
 }
 
 void requireFinishedCompilation(const std::string& advice) {

@@ -1,6 +1,8 @@
 // restore and send-init: a finished set of this machine or of a mounted tree goes to the kernel.
 #include <sys/mount.h>
 
+#include <functional>
+
 #include "SectionFixture.h"
 
 namespace {
@@ -11,6 +13,10 @@ using testing::HasSubstr;
 
 constexpr char kMount[] = "/var/log/tree";
 constexpr char kTree[] = "/var/log/tree/etc/tarn";
+constexpr char kFinished[] =
+    "warning: the renames at the end of an earlier run were cut off and have been finished: /etc/tarn/policydata is "
+    "the "
+    "set of that run\n";
 constexpr char kRules[] = "/sys/kernel/security/tarn/.sim/rules";
 
 class RestoreTest : public SectionToolTest {
@@ -28,6 +34,15 @@ protected:
             result.push_back(name + ": " + testfiles::read(set + "/" + name));
         }
         return result;
+    }
+    static void renameSceneInfo() {
+        ASSERT_EQ(testprocess::run({"mv", "/etc/tarn/.scene_info", "/etc/tarn/scene_info"}).status, 0);
+    }
+    // Compiles, begins the renames as the library does, and gives the messages of the set that waits.
+    static std::vector<std::string> renamesCutOff() {
+        EXPECT_EQ(tool({"compile", kPolicy}).status, 0);
+        renameSceneInfo();
+        return messages(kSet);
     }
     // The finished set goes into a tree that is mounted.
     static void mountedTree() {
@@ -115,53 +130,147 @@ TEST_F(RestoreTest, ADamagedSetIsNotSent) {
 }
 
 // Killed while the old set was being removed: its end message is still there, one of its messages is not.
-TEST_F(RestoreTest, ASetThatMayHaveBeenRemovedInPartIsNotSent) {
+TEST_F(RestoreTest, RenamesThatWereCutOffAreFinishedAndTheirSetIsDelivered) {
     finished();
-    ASSERT_EQ(tool({"compile", kPolicy}).status, 0);
-    remove("/etc/tarn/.scene_info");
+    writePolicy(changedPolicy());
+    const std::vector<std::string> taken = renamesCutOff();
     remove(std::string(kFinalSet) + "/extra_0_quiet_h_0");
-    const Outcome outcome = expectRefused(7, {"restore"}, "tarn-policy apply");
-    EXPECT_THAT(outcome.err,
-                HasSubstr("use the set /etc/tarn/policydata: the renames at the end of an earlier run were "
-                          "cut off (/etc/tarn/.policydata stands without /etc/tarn/.scene_info), and a part "
-                          "of this set may be gone"));
-    EXPECT_EQ(testfiles::read(kDeliver), "");
-    EXPECT_EQ(tool({"apply", kPolicy}).status, 0) << "the way out";
-    EXPECT_EQ(tool({"restore"}).status, 0);
+    const Outcome outcome = tool({"restore"});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(outcome.err, HasSubstr(kFinished));
+    EXPECT_EQ(messages(kFinalSet), taken);
+    EXPECT_FALSE(testfiles::exists(kSet));
+    EXPECT_FALSE(testfiles::exists(kNote));
+    EXPECT_NE(testfiles::read(kDeliver), "");
+}
+
+// Every message of the new set is in the old one, too.
+TEST_F(RestoreTest, RulesThatWereTakenBackStayTakenBackWhereTheRenamesWereCutOff) {
+    for (const std::string verb : {"restore", "send-init", "compile", "apply"}) {
+        writePolicy(smallPolicy());
+        finished();
+        Json::Value policy = smallPolicy();
+        policy["groups"].removeMember("extra");
+        writePolicy(policy);
+        const std::vector<std::string> taken = renamesCutOff();
+        ASSERT_TRUE(testfiles::exists(std::string(kFinalSet) + "/extra_0_quiet_h_0"));
+        const bool compiles = verb == "compile" || verb == "apply";
+        const Outcome outcome = compiles ? tool({verb, kPolicy}) : tool({verb});
+        EXPECT_EQ(outcome.status, 0) << verb << outcome.err;
+        EXPECT_THAT(outcome.err, HasSubstr(kFinished)) << verb;
+        EXPECT_EQ(messages(kFinalSet), taken) << verb;
+    }
+}
+
+TEST_F(RestoreTest, ASetThatWasRemovedAlreadyIsReplacedByTheOneThatWaits) {
+    for (const std::string verb : {"restore", "send-init"}) {
+        finished();
+        const std::vector<std::string> taken = renamesCutOff();
+        remove(kFinalSet);
+        const Outcome outcome = tool({verb});
+        EXPECT_EQ(outcome.status, 0) << verb << outcome.err;
+        EXPECT_EQ(messages(kFinalSet), taken);
+        EXPECT_NE(testfiles::read(kDeliver), "");
+    }
+}
+
+TEST_F(RestoreTest, WhereTheSetThatWaitsIsDamagedTheOldOneIsNotSent) {
+    const std::vector<std::function<void()>> damages = {
+        [] { testfiles::write(std::string(kSet) + "/base_0_net_g_0", ""); },
+        [] { remove(std::string(kSet) + "/beginmsg"); },
+        [] { remove(std::string(kSet) + "/extra_0_quiet_h_0"); },  // the note lists it
+    };
+    for (std::size_t index = 0; index < damages.size(); ++index) {
+        finished();
+        renamesCutOff();
+        damages[index]();
+        const Outcome outcome = expectRefused(7, {"restore"}, "tarn-policy apply");
+        EXPECT_THAT(outcome.err, AllOf(HasSubstr("use the set /etc/tarn/policydata: the renames at the end of an "
+                                                 "earlier run were cut off (/etc/tarn/.policydata stands without "
+                                                 "/etc/tarn/.scene_info), and a part of this set may be gone"),
+                                       HasSubstr("the one that waits is damaged")))
+            << index;
+        expectRefused(7, {"send-init"}, "tarn-policy apply");
+        EXPECT_EQ(testfiles::read(kDeliver), "");
+        EXPECT_EQ(tool({"apply", kPolicy}).status, 0) << "the way out";
+        EXPECT_EQ(tool({"restore"}).status, 0);
+    }
+}
+
+// A policy without calls needs no namespace message to be read.
+TEST_F(RestoreTest, ASetWithoutItsNamespaceMessageDoesNotBecomeTheFinishedOne) {
+    Json::Value policy = smallPolicy();
+    rule(policy, "base", 0).removeMember("condition");
+    writePolicy(policy);
+    finished();
+    renamesCutOff();
+    remove(std::string(kSet) + "/namemsg");
+    expectRefused(7, {"restore"}, "tarn-policy apply");
+}
+
+TEST_F(RestoreTest, WithoutTheKernelsEntryNoRenamesAreFinished) {
+    finished();
+    renamesCutOff();
+    remove(kDeliver);
+    expectRefused(8, {"restore"}, "tarn_main");
+}
+
+// What can't be told is not taken for a copy: the finished set is not sent as it stands.
+TEST_F(RestoreTest, EqualTimesAreTakenForRenamesThatWereCutOff) {
+    finished();
+    renamesCutOff();
+    remove(std::string(kSet) + "/endmsg");
+    ASSERT_EQ(testprocess::run({"ln", "/etc/tarn/scene_info", std::string(kSet) + "/endmsg"}).status, 0);
+    expectRefused(7, {"restore"}, "tarn-policy apply");
+}
+
+TEST_F(RestoreTest, WithoutAnySideFileTheRenamesAreTakenToBeCutOff) {
+    finished();
+    renamesCutOff();
+    remove("/etc/tarn/scene_info");
+    testfiles::write(std::string(kSet) + "/base_0_net_g_0", "");
+    expectRefused(7, {"restore"}, "tarn-policy apply");
 }
 
 // Another compilation replaces the set that waits, and with it what tells of the renames.
 TEST_F(RestoreTest, ALaterCompilationFinishesTheRenamesFirst) {
     finished();
     writePolicy(changedPolicy());
-    ASSERT_EQ(tool({"compile", kPolicy}).status, 0);
-    const std::vector<std::string> taken = messages(kSet);
-    remove("/etc/tarn/.scene_info");
+    const std::vector<std::string> taken = renamesCutOff();
     remove(std::string(kFinalSet) + "/extra_0_quiet_h_0");
     const Outcome outcome = tool({"compile", kPolicy});
     EXPECT_EQ(outcome.status, 0);
-    EXPECT_THAT(outcome.err, HasSubstr("warning: the renames at the end of an earlier run were cut off and have been "
-                                       "finished: /etc/tarn/policydata is the set of that run\n"));
+    EXPECT_THAT(outcome.err, HasSubstr(kFinished));
     EXPECT_EQ(messages(kFinalSet), taken);
     EXPECT_EQ(tool({"restore"}).status, 0);
 }
 
-TEST_F(RestoreTest, AnApplyThatFailsHasFinishedTheRenames) {
+TEST_F(RestoreTest, AnInitialCompilationFinishesTheRenamesFirst) {
     finished();
-    ASSERT_EQ(tool({"compile", kPolicy}).status, 0);
-    remove("/etc/tarn/.scene_info");
+    renamesCutOff();
     remove(std::string(kFinalSet) + "/extra_0_quiet_h_0");
-    EXPECT_EQ(tool({"apply", "/etc/tarn/no-such.json"}).status, 5);
-    EXPECT_TRUE(testfiles::exists(std::string(kFinalSet) + "/extra_0_quiet_h_0"));
-    EXPECT_FALSE(testfiles::exists(kSet));
-    EXPECT_FALSE(testfiles::exists(kNote));
+    const Outcome outcome = tool({"compile", "--init", kPolicy});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.err, HasSubstr(kFinished));
     EXPECT_EQ(tool({"restore"}).status, 0);
+}
+
+TEST_F(RestoreTest, APolicyThatIsRefusedLeavesCutOffRenamesAsTheyAre) {
+    for (const bool damaged : {false, true}) {
+        finished();
+        renamesCutOff();
+        if (damaged) {
+            testfiles::write(std::string(kSet) + "/base_0_net_g_0", "");
+        }
+        expectRefused(5, {"compile", "/etc/tarn/no-such.json"}, "correct what is listed");
+        EXPECT_THAT(expectRefused(5, {"apply", "/etc/tarn/no-such.json"}).err,
+                    HasSubstr("tarn-policy restore finishes the renames that were cut off"));
+    }
 }
 
 TEST_F(RestoreTest, ASideFileThatCannotBeRenamedEndsTheRunBeforeTheSetIsRenamed) {
     finished();
-    ASSERT_EQ(tool({"compile", kPolicy}).status, 0);
-    remove("/etc/tarn/.scene_info");
+    renamesCutOff();
     remove(std::string(kFinalSet) + "/extra_0_quiet_h_0");
     for (const std::string name : {"funcinfo", "userinfo"}) {
         remove("/etc/tarn/" + name);
@@ -172,10 +281,15 @@ TEST_F(RestoreTest, ASideFileThatCannotBeRenamedEndsTheRunBeforeTheSetIsRenamed)
             EXPECT_EQ(outcome.status, 1) << verb << " " << name;
             EXPECT_THAT(outcome.err,
                         AllOf(HasSubstr("cannot rename /etc/tarn/." + name + " to /etc/tarn/" + name + ": "),
+                              HasSubstr("now: /etc/tarn/policydata may be gone in part; the set that takes its place "
+                                        "stands whole under /etc/tarn/.policydata"),
                               HasSubstr("next: look into /var/log/tarn-policy.log")));
             EXPECT_THAT(outcome.err, testing::Not(HasSubstr("have been finished")));
             EXPECT_EQ(messages(kSet), waiting);
-            EXPECT_EQ(tool({"restore"}).status, 7);
+            const Outcome restored = tool({"restore"});
+            EXPECT_EQ(restored.status, 7);
+            EXPECT_THAT(restored.err, HasSubstr("cannot rename /etc/tarn/." + name));
+            EXPECT_EQ(messages(kSet), waiting);
         }
         ASSERT_EQ(testprocess::run({"rmdir", "/etc/tarn/" + name}).status, 0);
     }
@@ -193,7 +307,7 @@ TEST_F(RestoreTest, SideFilesThatWereRenamedAlreadyAreNoFailure) {
     for (const std::string name : {"funcinfo", "userinfo"}) {
         ASSERT_EQ(testprocess::run({"mv", "/etc/tarn/." + name, "/etc/tarn/" + name}).status, 0);
     }
-    remove("/etc/tarn/.scene_info");
+    renameSceneInfo();
     remove(std::string(kFinalSet) + "/extra_0_quiet_h_0");
     const Outcome outcome = tool({"compile", kPolicy});
     EXPECT_EQ(outcome.status, 0) << outcome.err;
@@ -203,8 +317,7 @@ TEST_F(RestoreTest, SideFilesThatWereRenamedAlreadyAreNoFailure) {
 
 TEST_F(RestoreTest, RenamesOfADamagedSetAreNotFinishedAndTheOldSetIsNeverSent) {
     finished();
-    ASSERT_EQ(tool({"compile", kPolicy}).status, 0);
-    remove("/etc/tarn/.scene_info");
+    renamesCutOff();
     remove(std::string(kFinalSet) + "/extra_0_quiet_h_0");
     testfiles::write(std::string(kSet) + "/base_0_net_g_0", "no message");
     const Outcome outcome = tool({"compile", kPolicy});
@@ -214,30 +327,110 @@ TEST_F(RestoreTest, RenamesOfADamagedSetAreNotFinishedAndTheOldSetIsNeverSent) {
     EXPECT_EQ(tool({"send"}).status, 0) << "the way out";
 }
 
-// What the library's compilation of a section leaves where it fails before it writes anything.
-TEST_F(RestoreTest, ACopyOfTheFinishedSetIsNoRenameThatWasCutOff) {
-    finished();
-    ASSERT_EQ(testprocess::run({"cp", "-a", kFinalSet, kSet}).status, 0);
-    EXPECT_EQ(tool({"restore"}).status, 0);
-    EXPECT_EQ(tool({"section", "net", "g", kPolicy}).status, 0);
-}
-
-TEST_F(RestoreTest, WhatCannotBeReadInTheFinishedSetHidesNoFailure) {
+// A compilation of a section by the library alone writes the namespace message and leaves the note of the set before.
+TEST_F(RestoreTest, TheNoteOfAnotherCompilationDoesNotMakeTheSetThatWaitsADamagedOne) {
     finished();
     ASSERT_EQ(tool({"compile", kPolicy}).status, 0);
-    remove("/etc/tarn/.scene_info");
-    remove(std::string(kFinalSet) + "/extra_0_quiet_h_0");
-    testfiles::makeDirectories(std::string(kFinalSet) + "/extra_0_quiet_h_0");
-    for (const std::string verb : {"restore", "send"}) {
-        EXPECT_EQ(tool({verb}).status, 7) << verb;
+    testfiles::awaitNextTimeStamp("/etc/tarn");
+    remove(std::string(kSet) + "/extra_0_quiet_h_0");
+    testfiles::write(std::string(kSet) + "/namemsg", testfiles::read(std::string(kSet) + "/namemsg"));
+    const std::vector<std::string> taken = messages(kSet);
+    renameSceneInfo();
+    EXPECT_EQ(tool({"restore"}).status, 0);
+    EXPECT_EQ(messages(kFinalSet), taken);
+}
+
+TEST_F(RestoreTest, TheNoteOfASetThatWasExchangedDoesNotMakeTheOtherADamagedOne) {
+    finished();
+    Json::Value policy = smallPolicy();
+    policy["groups"].removeMember("extra");
+    writePolicy(policy);
+    ASSERT_EQ(tool({"compile", kPolicy}).status, 0);
+    const std::vector<std::string> taken = messages(kSet);
+    ASSERT_EQ(testprocess::run({"mv", kSet, "/etc/tarn/aside"}).status, 0);
+    testfiles::awaitNextTimeStamp("/etc/tarn");
+    writePolicy(smallPolicy());
+    ASSERT_EQ(tool({"compile", kPolicy}).status, 0);
+    remove(kSet);
+    ASSERT_EQ(testprocess::run({"mv", "/etc/tarn/aside", kSet}).status, 0);
+    renameSceneInfo();
+    EXPECT_EQ(tool({"restore"}).status, 0);
+    EXPECT_EQ(messages(kFinalSet), taken);
+}
+
+TEST_F(RestoreTest, AMessageThatTheNoteListsIsMissedWhereRenamesAreFinished) {
+    finished();
+    renamesCutOff();
+    remove(std::string(kSet) + "/extra_0_quiet_h_0");
+    const Outcome outcome = tool({"compile", kPolicy});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.err, HasSubstr("and its set is damaged"));
+}
+
+// Whoever has put a link there keeps what it leads to.
+TEST_F(RestoreTest, NoEndMessageIsTakenAwayThroughALink) {
+    finished();
+    renamesCutOff();
+    testfiles::write(std::string(kSet) + "/base_0_net_g_0", "");
+    ASSERT_EQ(testprocess::run({"mv", kFinalSet, "/etc/tarn/elsewhere"}).status, 0);
+    testfiles::link("/etc/tarn/elsewhere", kFinalSet);
+    EXPECT_EQ(tool({"compile", kPolicy}).status, 0);
+    EXPECT_TRUE(testfiles::exists("/etc/tarn/elsewhere/endmsg"));
+}
+
+TEST_F(RestoreTest, WhereTheFinishedSetIsSpoiltNobodyIsSentToIt) {
+    finished();
+    renamesCutOff();
+    testfiles::write(std::string(kSet) + "/base_0_net_g_0", "");
+    const Outcome outcome = toolWithLabelManager("forget", {"apply", kPolicy});
+    EXPECT_EQ(outcome.status, 4);
+    EXPECT_THAT(outcome.err, HasSubstr("tarn-policy restore has nothing to deliver: the last finished set "
+                                       "(/etc/tarn/policydata) has no end message"));
+}
+
+// What the library's compilation of a section leaves where it fails before it writes anything. What it can't copy it skips,
+// for want of room for instance.
+TEST_F(RestoreTest, ACopyOfTheFinishedSetIsNoRenameThatWasCutOff) {
+    const std::vector<std::function<void()>> flaws = {
+        [] {},
+        [] { testfiles::write(std::string(kSet) + "/base_0_net_g_0", ""); },
+        [] { remove(std::string(kSet) + "/extra_0_quiet_h_0"); },
+    };
+    for (std::size_t index = 0; index < flaws.size(); ++index) {
+        remove(kSet);
+        finished();
+        const std::vector<std::string> whole = messages(kFinalSet);
+        testfiles::awaitNextTimeStamp("/etc/tarn");
+        ASSERT_EQ(testprocess::run({"cp", "-a", kFinalSet, kSet}).status, 0);
+        flaws[index]();
+        const Outcome outcome = tool({"restore"});
+        EXPECT_EQ(outcome.status, 0) << index << outcome.err;
+        EXPECT_THAT(outcome.err, HasSubstr("/etc/tarn/.policydata stays as it is and was not delivered: without "
+                                           "/etc/tarn/.scene_info it cannot be sent; remove it, or compile again"));
+        const Outcome section = expectRefused(7, {"section", "net", "g", kPolicy, "--send"});
+        EXPECT_THAT(section.err, HasSubstr("or remove /etc/tarn/.policydata, so that the section is put into the "
+                                           "finished set"));
+        EXPECT_EQ(tool({"compile", kPolicy}).status, 0);
+        EXPECT_EQ(messages(kFinalSet), whole) << index;
     }
-    expectRefused(7, {"section", "net", "g", kPolicy});
+}
+
+TEST_F(RestoreTest, AMessageOfAnySizeIsReportedAsDamage) {
+    finished();
+    renamesCutOff();
+    for (const char* set : {kSet, kFinalSet}) {
+        const std::string message = std::string(set) + "/base_0_net_g_0";
+        ASSERT_EQ(testprocess::run({"truncate", "-s", "4T", message}).status, 0);
+    }
+    EXPECT_EQ(tool({"restore"}).status, 7);
+    EXPECT_EQ(tool({"section", "net", "g", kPolicy}).status, 7);
+    EXPECT_EQ(tool({"apply", "/etc/tarn/no-such.json"}).status, 5);
+    EXPECT_EQ(tool({"apply", kPolicy}).status, 0);
 }
 
 TEST_F(RestoreTest, ACompilationWithoutItsEndMessageSaysNothingOfTheFinishedSet) {
     finished();
-    ASSERT_EQ(tool({"compile", kPolicy}).status, 0);
-    remove("/etc/tarn/.scene_info");
+    renamesCutOff();
     remove(std::string(kSet) + "/endmsg");
     EXPECT_EQ(tool({"restore"}).status, 0);
 }
@@ -308,16 +501,26 @@ TEST_F(RestoreTest, SendInitDeliversTheSetOfAMountedTree) {
     EXPECT_FALSE(testfiles::exists(kDynamicInfo)) << "the variables of the tree stay in the tree";
 }
 
-TEST_F(RestoreTest, ASetOfATreeThatMayHaveBeenRemovedInPartIsNotSent) {
+TEST_F(RestoreTest, RenamesThatWereCutOffInATreeAreLeftAlone) {
     ASSERT_NO_FATAL_FAILURE(mountedTree());
     if (IsSkipped()) {
         return;
     }
-    testfiles::write(std::string(kTree) + "/.policydata/endmsg", "");
-    const Outcome outcome = tool({"send-init", kMount});
-    EXPECT_EQ(outcome.status, 7);
-    EXPECT_THAT(outcome.err, AllOf(HasSubstr("/var/log/tree/etc/tarn/.policydata stands without"),
-                                   HasSubstr("next: compile the policy into the tree again with tarn-policy compile")));
+    const std::string tree = kTree;
+    ASSERT_EQ(testprocess::run({"cp", "-a", tree + "/policydata", tree + "/.policydata"}).status, 0);
+    testfiles::write(tree + "/scene_info", "");
+    for (const bool removed : {false, true}) {
+        if (removed) {
+            remove(tree + "/policydata");
+        }
+        const std::vector<std::string> before = snapshot(tree);
+        const Outcome outcome = tool({"send-init", kMount});
+        EXPECT_EQ(outcome.status, 7);
+        EXPECT_THAT(outcome.err,
+                    AllOf(HasSubstr("/var/log/tree/etc/tarn/.policydata stands without"),
+                          HasSubstr("next: compile the policy into the tree again with tarn-policy compile")));
+        EXPECT_EQ(snapshot(tree), before);
+    }
     EXPECT_EQ(testfiles::read(kDeliver), "");
 }
 

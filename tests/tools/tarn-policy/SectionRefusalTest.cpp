@@ -168,7 +168,7 @@ TEST_F(SectionRefusalTest, ASetWhoseRenamesWereCutOff) {
     apply();
     writePolicy(changedPolicy());
     ASSERT_EQ(tool({"compile", kPolicy}).status, 0);
-    remove("/etc/tarn/.scene_info");
+    ASSERT_EQ(testprocess::run({"mv", "/etc/tarn/.scene_info", "/etc/tarn/scene_info"}).status, 0);
     EXPECT_THAT(
         expectRefused(7, section()).err,
         AllOf(HasSubstr("/etc/tarn/.scene_info is missing: the renames at the end of an earlier delivery were cut "

@@ -2,7 +2,6 @@
 #include "AfterDelivery.h"
 #include "Compilation.h"
 #include "CompiledSet.h"
-#include "CutOffRenames.h"
 #include "Delivery.h"
 #include "Lock.h"
 #include "Preparation.h"
@@ -26,7 +25,6 @@ public:
     ExitCode run(Report& report) override {
         const SetLock lock;
         requireKernelEntry();
-        finishCutOffRenames(report);
         options_.classes = paths::kClassDefinitions;
         options_.threads = libraryThreads();
         Progress progress;

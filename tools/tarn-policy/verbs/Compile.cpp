@@ -1,6 +1,5 @@
 // compile: a set on disk, for send or, with --init, for an initial delivery.
 #include "Compilation.h"
-#include "CutOffRenames.h"
 #include "Lock.h"
 #include "Preparation.h"
 #include "Threads.h"
@@ -20,7 +19,6 @@ public:
 
     ExitCode run(Report& report) override {
         const SetLock lock;
-        finishCutOffRenames(report);
         options_.classes = paths::kClassDefinitions;
         options_.threads = libraryThreads();
         Progress progress;

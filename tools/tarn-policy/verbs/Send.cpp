@@ -1,5 +1,6 @@
 // send: delivers a set that was compiled earlier, by this tool or by a host.
 #include "CompiledSet.h"
+#include "CutOffRenames.h"
 #include "Delivery.h"
 #include "Failure.h"
 #include "Files.h"
@@ -49,7 +50,10 @@ private:
         if (!fileExists(paths::kSceneInfoTmp)) {
             throw Failure(ExitCode::kUnsoundSet, std::string("send ") + paths::kPolicyDataTmp,
                           std::string(paths::kSceneInfoTmp) + " is missing, which belongs to the set",
-                          "compile it again");
+                          renamesWereCutOff()
+                              ? "tarn-policy restore finishes the renames that were cut off and delivers "
+                                "the set, where it is sound; or compile it again"
+                              : "compile it again");
         }
     }
 

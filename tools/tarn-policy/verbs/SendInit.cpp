@@ -1,5 +1,6 @@
 // send-init and restore: deliver a finished set, at boot or again.
 #include "CompiledSet.h"
+#include "Files.h"
 #include "FinishedSet.h"
 #include "Lock.h"
 #include "Verb.h"
@@ -33,8 +34,10 @@ public:
         const SetLock lock;
         deliverFinishedSet("", report);
         if (setExists()) {
-            report.warning(std::string(paths::kPolicyDataTmp) +
-                           " stays as it is and was not delivered: tarn-policy send delivers it, where it is sound");
+            report.warning(std::string(paths::kPolicyDataTmp) + " stays as it is and was not delivered: " +
+                           (fileExists(paths::kSceneInfoTmp) ? "tarn-policy send delivers it, where it is sound"
+                                                             : std::string("without ") + paths::kSceneInfoTmp +
+                                                                   " it cannot be sent; remove it, or compile again"));
         }
         return ExitCode::kDone;
     }
