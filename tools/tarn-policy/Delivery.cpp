@@ -11,7 +11,6 @@
 
 #include "Common/KernelAnswers.h"
 #include "CompiledSet.h"
-#include "CutOffRenames.h"
 #include "Failure.h"
 #include "Files.h"
 #include "libtarnpolicysync/Paths.h"
@@ -93,8 +92,8 @@ std::string whatFailed(const DeliveryEnd& end) {
 }
 
 // Finds out how far a delivery with a status came. `opened` are the messages that the library was seen to open.
-void judge(DeliveryEnd& end, const std::optional<std::vector<std::string>>& opened, bool variablesWereDropped) {
-    if (variablesWereDropped) {  // the library does that only when the end message is taken
+void judge(DeliveryEnd& end, const std::optional<std::vector<std::string>>& opened, bool endWasTaken) {
+    if (endWasTaken) {
         end.stopped = end.order.size();
         return;
     }
@@ -188,7 +187,9 @@ Failure renameFailure(int status) {
         ExitCode::kFailed, "give the delivered files their final names",
         "the library ended with status " + std::to_string(status) + "\n  now: the kernel holds the whole set",
         std::string("look into /var/log/tarn-policy.log, then ") +
-            (renamesWereCutOff() ? "compile and deliver the policy again with tarn-policy apply" : "send again"));
+            (fileExists(paths::kSceneInfoTmp) ? "send again"
+                                              : "finish the renames with tarn-policy restore, or compile and deliver "
+                                                "the policy again with tarn-policy apply"));
 }
 
 Failure deliveryFailure(const DeliveryEnd& end) {
@@ -204,6 +205,7 @@ DeliveryEnd deliverWithLibrary(PolicyModuleManagerInterface& manager, Report& re
     DeliveryEnd end;
     end.order = messagesInOrder();
     const bool variablesStood = fileExists(paths::kDynamicInfo);
+    const bool namesStood = fileExists(paths::kSceneInfoTmp);
     MessageWatch watch(end.directory);
     progress.stage("sending", "messages", end.order.size());
     {
@@ -214,7 +216,10 @@ DeliveryEnd deliverWithLibrary(PolicyModuleManagerInterface& manager, Report& re
         end.stopped = end.order.size();
         progress.done(end.order.size());
     } else {
-        judge(end, watch.opened(), variablesStood && !fileExists(paths::kDynamicInfo));
+        // The library drops the variables and renames the file with the names only when the end message is taken.
+        judge(
+            end, watch.opened(),
+            (variablesStood && !fileExists(paths::kDynamicInfo)) || (namesStood && !fileExists(paths::kSceneInfoTmp)));
     }
     progress.end();
     reportDelivery(report, end);

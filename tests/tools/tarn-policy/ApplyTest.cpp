@@ -119,6 +119,19 @@ TEST_F(ApplyTest, DroppedVariablesTellAFailureAfterTheEnd) {
     EXPECT_FALSE(delivery.isMember("refused"));
 }
 
+// The first of the names goes only after the end message.
+TEST_F(ApplyTest, ANameThatIsFinalTellsAFailureAfterTheEnd) {
+    plainKernel();
+    ASSERT_EQ(tool({"apply", kPolicy}).status, 0);
+    ASSERT_EQ(testprocess::run({"mv", kFinalSet, "/etc/tarn/elsewhere"}).status, 0);
+    testfiles::link("/etc/tarn/elsewhere", kFinalSet);  // is not removed, so that the set can't take the name
+    const Outcome outcome = tool({"apply", kPolicy, "--json"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, AllOf(HasSubstr("cannot give the delivered files their final names"),
+                                   HasSubstr("now: the kernel holds the whole set"), Not(HasSubstr("refused"))));
+    EXPECT_EQ(parseJson(outcome.out)["delivery"]["delivered"].asInt(), 5);
+}
+
 TEST_F(ApplyTest, SplitPoliciesArrive) {
     ASSERT_NO_FATAL_FAILURE(simulatedKernel());
     if (IsSkipped()) {

@@ -253,7 +253,25 @@ TEST_F(SendTest, AFailureAfterTheEndIsNoSuccess) {
     const Outcome outcome = tool({"send"});
     EXPECT_EQ(outcome.status, 1);
     EXPECT_THAT(outcome.err, AllOf(HasSubstr("cannot give the delivered files their final names"),
-                                   HasSubstr("now: the kernel holds the whole set")));
+                                   HasSubstr("now: the kernel holds the whole set"), HasSubstr("then send again")));
+}
+
+// The set that waits is the same as the finished one.
+TEST_F(SendTest, AFailureAfterTheFirstNameIsNotToBeSentAgain) {
+    plainKernel();
+    ASSERT_EQ(tool({"apply", kPolicy}).status, 0);
+    compile();
+    ASSERT_EQ(testprocess::run({"mv", kFinalSet, "/etc/tarn/elsewhere"}).status, 0);
+    testfiles::link("/etc/tarn/elsewhere", kFinalSet);  // is not removed, so that the set can't take the name
+    const Outcome outcome = tool({"send"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, AllOf(HasSubstr("then finish the renames with tarn-policy restore"),
+                                   testing::Not(HasSubstr("send again"))));
+    const Outcome again = tool({"send"});
+    EXPECT_EQ(again.status, 7);
+    EXPECT_THAT(again.err, HasSubstr("next: tarn-policy restore finishes the renames"));
+    ASSERT_EQ(testprocess::run({"rm", kFinalSet}).status, 0);
+    EXPECT_EQ(tool({"restore"}).status, 0) << "the way out";
 }
 
 }  // namespace
