@@ -20,6 +20,11 @@ public:
         std::vector<std::string> functions;  // "module:function"; function number 1 stands first
     };
 
+    // Whose the numbers of the functions are: those of a set, or made up for a record alone, so that they tell people nothing.
+    enum class Numbers : std::uint8_t { kOfSet, kMadeUp };
+    explicit FunctionTable(Numbers kind = Numbers::kOfSet) : kind_(kind) {}
+    Numbers kind() const { return kind_; }
+
     // Namespaces with one number can't be told apart in a record: their names are all kept, and a function has a name where
     // those that have its number agree.
     void add(const NamespaceView& block);
@@ -49,6 +54,7 @@ private:
 
     const Number* find(std::uint32_t nameId) const;
 
+    Numbers kind_;
     std::unordered_map<std::uint32_t, Number> numbers_;
 };
 

@@ -27,6 +27,24 @@ void appendEscaped(std::string& text, std::string_view bytes, bool escapeBlanks)
     }
 }
 
+bool isCut(std::string_view name) {
+    return name.size() > kMostNameBytes;
+}
+
+// What stands behind a name that is cut.
+std::string moreBytes(std::string_view name, const std::string& further = "") {
+    return "... (" + std::to_string(name.size() - nameStart(name).size()) + " more bytes" + further + ")";
+}
+
+// The number tells names apart that begin alike.
+std::string functionText(const std::string& name, std::uint32_t number, const FunctionTable& functions) {
+    if (!isCut(name)) {
+        return escaped(name);
+    }
+    const bool hasNumber = functions.kind() == FunctionTable::Numbers::kOfSet;
+    return escaped(nameStart(name)) + moreBytes(name, hasNumber ? ", function#" + std::to_string(number) : "");
+}
+
 std::string hexWord(std::uint64_t word) {
     char text[19];
     static_cast<void>(std::snprintf(text, sizeof(text), "0x%llx", static_cast<unsigned long long>(word)));
@@ -58,7 +76,8 @@ void appendNode(std::string& text, const ExprView& node, std::uint32_t nameId, c
     const std::uint32_t type = node.record.type;
     if (type == kernelmsg::kExprCall) {
         const std::string* name = functions.findFunction(nameId, node.record.functionId);
-        text += name != nullptr ? escaped(*name) : "function#" + std::to_string(node.record.functionId);
+        text += name != nullptr ? functionText(*name, node.record.functionId, functions)
+                                : "function#" + std::to_string(node.record.functionId);
     } else if (type == kernelmsg::kExprNot) {
         text += "not";
     } else if (isBinary(type)) {
@@ -126,10 +145,7 @@ void endNodes(std::string& text, std::uint64_t left, std::uint64_t* omitted) {
 }
 
 std::string namespaceName(std::uint32_t nameId, const FunctionTable& functions) {
-    std::string text;
-    for (const std::string& name : functions.names(nameId)) {
-        text += (text.empty() ? "" : " or ") + escaped(name);
-    }
+    const std::string text = shownNames(functions.names(nameId));
     return text.empty() ? std::to_string(nameId) : text + "(" + std::to_string(nameId) + ")";
 }
 
@@ -166,6 +182,26 @@ std::string escaped(std::string_view bytes) {
     std::string text;
     appendEscaped(text, bytes, true);
     return text;
+}
+
+std::string_view nameStart(std::string_view name) {
+    if (!isCut(name)) {
+        return name;
+    }
+    constexpr std::size_t kMostContinuations = 3;
+    std::size_t end = kMostNameBytes;
+    while (end > kMostNameBytes - kMostContinuations && (static_cast<unsigned char>(name[end]) & 0xC0U) == 0x80U) {
+        --end;
+    }
+    return name.substr(0, end);
+}
+
+std::string shownName(std::string_view name) {
+    return isCut(name) ? escaped(nameStart(name)) + moreBytes(name) : escaped(name);
+}
+
+std::string shownQuoted(std::string_view name) {
+    return isCut(name) ? quoted(nameStart(name)) + moreBytes(name) : quoted(name);
 }
 
 std::string identifierText(const TARN_ID& identifier) {

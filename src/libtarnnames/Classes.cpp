@@ -12,7 +12,7 @@ namespace tarnnames {
 
 namespace {
 
-using tarnmessage::quoted;
+using tarnmessage::shownQuoted;
 
 std::optional<Json::Value> parse(const std::string& text, std::string& why) {
     // The old reader and not its successor: the library takes what this one takes.
@@ -38,18 +38,19 @@ void readClass(const std::string& name, const Json::Value& value, PermissionClas
     if (const Json::Value& number = value["value"]; number.isUInt()) {
         entry.value = number.asUInt();
     } else if (!number.isNull()) {
-        problems.add("the value of class " + quoted(name) + " is no 32-bit number");
+        problems.add("the value of class " + shownQuoted(name) + " is no 32-bit number");
     }
     const Json::Value& permissions = value["perms"];
     if (!permissions.isNull() && !permissions.isObject()) {
-        problems.add("\"perms\" of class " + quoted(name) + " is no object");
+        problems.add("\"perms\" of class " + shownQuoted(name) + " is no object");
         return;
     }
     for (const std::string& permission : permissions.getMemberNames()) {
         if (permissions[permission].isUInt()) {
             entry.permissions[permission] = permissions[permission].asUInt();
         } else {
-            problems.add("permission " + quoted(permission) + " of class " + quoted(name) + " is no 32-bit number");
+            problems.add("permission " + shownQuoted(permission) + " of class " + shownQuoted(name) +
+                         " is no 32-bit number");
         }
     }
 }
@@ -68,7 +69,7 @@ bool Classes::read(const std::string& text, ProblemList& problems) {
         if (value.isObject()) {
             readClass(name, value, classes_.emplace_back(), problems);
         } else {
-            problems.add("class " + quoted(name) + " is no object");
+            problems.add("class " + shownQuoted(name) + " is no object");
         }
     }
     return true;

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstddef>
+
+#include "libtarnmessage/MessageText.h"
 
 namespace tarnnames {
 
@@ -145,6 +148,40 @@ void appendJsonOmitted(std::string& json, std::initializer_list<std::pair<const 
         }
     }
     json += isOpen ? "}" : "";
+}
+
+void appendJsonName(std::string& json, const char* name, std::string_view bytes) {
+    appendJsonBytes(json, name, tarnmessage::nameStart(bytes));
+    if (bytes.size() > tarnmessage::kMostNameBytes) {
+        json.append(",\"").append(name).append("Bytes\":");
+        appendJsonNumber(json, bytes.size());
+    }
+}
+
+void appendJsonNames(std::string& json, const char* name, const std::vector<std::string>& texts) {
+    const std::size_t count = tarnmessage::shownCount(texts);
+    const auto isCut = [](const std::string& text) { return text.size() > tarnmessage::kMostNameBytes; };
+    const auto end = texts.begin() + static_cast<std::ptrdiff_t>(count);
+    const bool hasCut = std::any_of(texts.begin(), end, isCut);
+    if (count == texts.size() && !hasCut) {
+        appendJsonArray(json, name, texts);
+        return;
+    }
+    std::vector<std::string> shown;
+    std::string lengths;
+    for (auto text = texts.begin(); text != end; ++text) {
+        shown.emplace_back(tarnmessage::nameStart(*text));
+        lengths += lengths.empty() ? "" : ",";
+        appendJsonNumber(lengths, text->size());
+    }
+    appendJsonArray(json, name, shown);
+    if (hasCut) {
+        json.append(",\"").append(name).append("Bytes\":[").append(lengths).append("]");
+    }
+    if (count != texts.size()) {
+        json.append(",\"").append(name).append("Omitted\":");
+        appendJsonNumber(json, texts.size() - count);
+    }
 }
 
 void appendJsonArray(std::string& json, const char* name, const std::vector<std::string>& texts) {

@@ -34,6 +34,11 @@ void appendJsonHex(std::string& json, std::uint64_t value);
 // ,"truncated":true,"omitted":{"name":3,...} with the counts that are not 0; nothing where all are.
 void appendJsonOmitted(std::string& json, std::initializer_list<std::pair<const char*, std::uint64_t>> counts);
 
+// Names as they stand in records, each cut as in texts (MessageText.h). Where one is cut, "nameBytes" with its whole length,
+// or those of all, follows; where names are left out, "nameOmitted" with their number.
+void appendJsonName(std::string& json, const char* name, std::string_view bytes);
+void appendJsonNames(std::string& json, const char* name, const std::vector<std::string>& texts);
+
 // "name":["a","b"]; where one of them is no UTF-8, "nameHex":["61","ff"] with the bytes of all follows.
 void appendJsonArray(std::string& json, const char* name, const std::vector<std::string>& texts);
 

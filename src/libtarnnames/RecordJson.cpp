@@ -20,7 +20,7 @@ void appendMember(std::string& json, const char* name, std::uint64_t value) {
 void appendNames(std::string& json, const char* name, const std::vector<std::string>& names) {
     if (!names.empty()) {
         json += ',';
-        appendJsonArray(json, name, names);
+        appendJsonNames(json, name, names);
     }
 }
 
@@ -34,8 +34,9 @@ void appendIdentifier(std::string& json, const char* name, const char* namesName
     json += ',';
     appendJsonHex(json, identifier.uiWord[2]);
     json += ']';
-    if (!identifiers.empty()) {
-        appendNames(json, namesName, identifiers.names(identifier));
+    if (!identifiers.empty() && !identifiers.names(identifier).empty()) {
+        json += ',';
+        appendJsonArray(json, namesName, identifiers.names(identifier));
     }
 }
 
@@ -71,7 +72,7 @@ void appendNode(std::string& json, const ExprView& node, std::uint32_t nameId, c
         appendMember(json, "function", node.record.functionId);
         if (const std::string* name = functions.findFunction(nameId, node.record.functionId)) {
             json += ',';
-            appendJsonBytes(json, "functionName", *name);
+            appendJsonName(json, "functionName", *name);
         }
     }
     if (type == kernelmsg::kExprCall || node.record.paramCount != 0) {

@@ -11,7 +11,7 @@ std::string inParentheses(const std::string& text) {
 }
 
 std::string numbered(std::uint32_t number, const std::vector<std::string>& names) {
-    return std::to_string(number) + inParentheses(oneOf(names, ""));
+    return std::to_string(number) + inParentheses(tarnmessage::shownNames(names));
 }
 
 void appendLine(std::string& text, const char* name, const std::string& value) {
@@ -19,7 +19,8 @@ void appendLine(std::string& text, const char* name, const std::string& value) {
 }
 
 std::string groupText(const std::vector<std::string>& groups) {
-    return (groups.size() > 1 ? "ambiguous: " : "") + oneOf(groups, "not told by the file name");
+    return groups.empty() ? "not told by the file name"
+                          : (groups.size() > 1 ? "ambiguous: " : "") + tarnmessage::shownNames(groups);
 }
 
 }  // namespace

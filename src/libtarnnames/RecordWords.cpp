@@ -1,7 +1,5 @@
 #include "libtarnnames/RecordWords.h"
 
-#include "libtarnmessage/MessageText.h"
-
 namespace tarnnames {
 
 namespace {
@@ -49,14 +47,6 @@ const RecordWords& RecordWordsCache::of(const kernelmsg::PolicyNodeRecord& node)
     }
     last_ = &*place;
     return last_->second;
-}
-
-std::string oneOf(const std::vector<std::string>& names, const std::string& none) {
-    std::string text;
-    for (const std::string& name : names) {
-        text += (text.empty() ? "" : " or ") + (name.empty() ? "\"\"" : tarnmessage::escaped(name));
-    }
-    return names.empty() ? none : text;
 }
 
 }  // namespace tarnnames

@@ -50,9 +50,6 @@ private:
     std::size_t bytes_ = 0;
 };
 
-// "a", "a or b", or `none`.
-std::string oneOf(const std::vector<std::string>& names, const std::string& none);
-
 }  // namespace tarnnames
 
 #endif

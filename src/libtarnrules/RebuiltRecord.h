@@ -30,7 +30,7 @@ public:
 private:
     std::string bytes_;  // of condition and actions
     std::vector<std::string> namespaceNames_;
-    tarnmessage::FunctionTable functions_;
+    tarnmessage::FunctionTable functions_{tarnmessage::FunctionTable::Numbers::kMadeUp};
     tarnmessage::PolicyRecordView view_;
 };
 

@@ -133,17 +133,45 @@ TEST(MessageText, ParametersOfANodeThatIsNoCallAreShown) {
 
 TEST(MessageText, TextsEndBehindTheNodeThatIsTooMuch) {
     const LongTexts texts(longrecord::kNameBytes);
-    constexpr std::size_t kWhole = 70;  // names, of 60,000 bytes and a little, in 4 MiB
-    EXPECT_EQ(texts.actionsOmitted, longrecord::kActions - kWhole);
-    EXPECT_EQ(texts.prefixOmitted, 2 * longrecord::kPairs + 1 - 2 * kWhole);
-    EXPECT_EQ(texts.infixOmitted, 2 * longrecord::kPairs + 1 - 2 * kWhole);
-    EXPECT_THAT(texts.actions, EndsWith("ff() ... (" + std::to_string(texts.actionsOmitted) + " more)"));
-    EXPECT_THAT(texts.prefix, EndsWith("ff() ... (" + std::to_string(texts.prefixOmitted) + " more)"));
-    EXPECT_THAT(texts.infix, EndsWith("ff() op2  ... (" + std::to_string(texts.infixOmitted) + " more)"));
+    const std::string call = "ff... (59745 more bytes, function#1)()";
+    const std::size_t callBytes = tarnmessage::kMostNameBytes + call.size() - 2;
+    const auto whole = [](std::size_t bytes) { return (tarnmessage::kMostExpressionText + bytes - 1) / bytes; };
+    EXPECT_EQ(texts.actionsOmitted, longrecord::kActions - whole(callBytes + 2));
+    EXPECT_EQ(texts.prefixOmitted, 2 * longrecord::kPairs + 1 - 2 * whole(callBytes + 5));
+    EXPECT_EQ(texts.infixOmitted, 2 * longrecord::kPairs + 1 - 2 * whole(callBytes + 6));
+    EXPECT_THAT(texts.actions, EndsWith(call + " ... (" + std::to_string(texts.actionsOmitted) + " more)"));
+    EXPECT_THAT(texts.prefix, EndsWith(call + " ... (" + std::to_string(texts.prefixOmitted) + " more)"));
+    EXPECT_THAT(texts.infix, EndsWith(call + " op2  ... (" + std::to_string(texts.infixOmitted) + " more)"));
     for (const std::string* text : {&texts.infix, &texts.prefix, &texts.actions}) {
         EXPECT_LT(text->size(), tarnmessage::kMostExpressionText + longrecord::kNameBytes + 100);
     }
     EXPECT_LT(texts.line.size(), 2 * (tarnmessage::kMostExpressionText + longrecord::kNameBytes + 100) + 1000);
+}
+
+TEST(MessageText, LongNamesAreCutAndSaySo) {
+    const std::string most(tarnmessage::kMostNameBytes, 'n');
+    EXPECT_EQ(tarnmessage::shownName(most), most);
+    EXPECT_EQ(tarnmessage::shownName(most + " b"), most + "... (2 more bytes)");
+    EXPECT_EQ(tarnmessage::shownQuoted(most + "b"), "\"" + most + "\"... (1 more bytes)");
+    EXPECT_EQ(tarnmessage::shownName("... (2 more bytes)"), "...\\x20(2\\x20more\\x20bytes)") << "no name looks cut";
+}
+
+TEST(MessageText, CutDividesNoCharacter) {
+    const std::string bytes(tarnmessage::kMostNameBytes - 2, 'n');
+    EXPECT_EQ(tarnmessage::nameStart(bytes + "\xC3\xB6z"), bytes + "\xC3\xB6");
+    EXPECT_EQ(tarnmessage::nameStart(bytes + "n\xC3\xB6"), bytes + "n");
+    EXPECT_EQ(tarnmessage::nameStart(bytes + "\xE2\x82\xAC"), bytes);
+    EXPECT_EQ(tarnmessage::nameStart(bytes.substr(1) + "\xF0\x9F\x98\x80"), bytes.substr(1));
+    EXPECT_EQ(tarnmessage::nameStart(std::string(300, '\x80')).size(), tarnmessage::kMostNameBytes - 3);
+}
+
+TEST(MessageText, NamesOfOneNumberEndBehindTheOneThatIsTooMuch) {
+    const std::string most(tarnmessage::kMostNameBytes, 'n');
+    using Names = std::vector<std::string>;
+    EXPECT_EQ(tarnmessage::shownNames(Names{}), "");
+    EXPECT_EQ(tarnmessage::shownNames(Names{"", "a b"}), "\"\" or a\\x20b");
+    EXPECT_EQ(tarnmessage::shownNames(Names{"a", most, "b", "c"}), "a or " + most + " ... (2 more)");
+    EXPECT_EQ(tarnmessage::shownNames(Names{most.substr(1), "b", "c"}), most.substr(1) + " or b ... (1 more)");
 }
 
 TEST(MessageText, LargestRecordWithNamesOfACommonLengthIsWhole) {

@@ -9,6 +9,8 @@
 #include <random>
 #include <sstream>
 
+#include "libtarnmessage/MessageText.h"
+
 namespace {
 
 using namespace tarnnames;
@@ -99,6 +101,33 @@ TEST(JsonText, ArraysWithOtherBytesHaveAllOfThemInASecondOne) {
     std::string json;
     appendJsonArray(json, "x", {"a", "\xff", ""});
     EXPECT_EQ(json, "\"x\":[\"a\",\"\\ufffd\",\"\"],\"xHex\":[\"61\",\"ff\",\"\"]");
+}
+
+TEST(JsonText, LongNameIsCutAndHasItsLengthBesideIt) {
+    const std::string most(tarnmessage::kMostNameBytes, 'n');
+    std::string json;
+    appendJsonName(json, "x", most);
+    EXPECT_EQ(json, "\"x\":\"" + most + "\"");
+    json.clear();
+    appendJsonName(json, "x", most + "\xff");
+    EXPECT_EQ(json, "\"x\":\"" + most + "\",\"xBytes\":256");
+}
+
+TEST(JsonText, NamesAreCutAndCounted) {
+    const std::string most(tarnmessage::kMostNameBytes, 'n');
+    std::string json;
+    appendJsonNames(json, "x", {"a", most});
+    EXPECT_EQ(json, "\"x\":[\"a\",\"" + most + "\"]");
+    json.clear();
+    appendJsonNames(json, "x", {"a", most + "b"});
+    EXPECT_EQ(json, "\"x\":[\"a\",\"" + most + "\"],\"xBytes\":[1,256]");
+    json.clear();
+    appendJsonNames(json, "x", {most, "a", "b"});
+    EXPECT_EQ(json, "\"x\":[\"" + most + "\"],\"xOmitted\":2");
+    json.clear();
+    appendJsonNames(json, "x", {"\xff", most + "b", "c"});
+    EXPECT_THAT(json, testing::EndsWith("],\"xBytes\":[1,256],\"xOmitted\":1"));
+    EXPECT_THAT(json, testing::HasSubstr("\"xHex\":[\"ff\",\"6e"));
 }
 
 TEST(JsonText, IntegersBeyondADoubleAreTextsToo) {

@@ -9,7 +9,7 @@ namespace {
 using tarnmessage::Field;
 using tarnmessage::FieldForm;
 using tarnmessage::FieldMeaning;
-using tarnnames::oneOf;
+using tarnmessage::shownNames;
 
 constexpr std::size_t kBytesPerLine = 12;
 constexpr std::size_t kColumn = 3 * kBytesPerLine;
@@ -132,7 +132,7 @@ private:
         if (functionNames_ >= tarnmessage::kMostExpressionText) {
             return "name left out";
         }
-        std::string text = tarnmessage::escaped(*name);
+        std::string text = tarnmessage::shownName(*name);
         functionNames_ += text.size();
         return text;
     }
@@ -142,13 +142,13 @@ private:
             case FieldMeaning::kMessageType:
                 return tarnmessage::messageTypeText(static_cast<std::uint32_t>(field.value));
             case FieldMeaning::kNameNumber:
-                return oneOf(book().namespaceNames(nameId_), "");
+                return shownNames(words_ == nullptr ? book().namespaceNames(nameId_) : words_->nameSpaces);
             case FieldMeaning::kIdentifier:
                 return tarnnames::identifierNames(*field.identifier, book().identifiers());
             case FieldMeaning::kPermClass:
-                return words_ == nullptr ? "" : oneOf(words_->classes, "");
+                return words_ == nullptr ? "" : shownNames(words_->classes);
             case FieldMeaning::kPermission:
-                return words_ == nullptr ? "" : oneOf(words_->permissions, "");
+                return words_ == nullptr ? "" : shownNames(words_->permissions);
             case FieldMeaning::kNodeType:
                 return nodeTypeText(field.value);
             case FieldMeaning::kFunctionNumber:

@@ -16,11 +16,12 @@ constexpr std::array<std::size_t, 4> kOwnWords{0, 2, 3, 4};
 // "1(file)"; several names are all shown, none is chosen.
 std::string numbered(std::uint32_t number, const std::vector<std::string>& names) {
     const std::string text = std::to_string(number);
-    return names.empty() ? text : text + "(" + tarnnames::oneOf(names, "") + ")";
+    return names.empty() ? text : text + "(" + tarnmessage::shownNames(names) + ")";
 }
 
 std::string namespaceOf(const RebuiltRecord& rule) {
-    return tarnnames::oneOf(rule.namespaceNames(), std::to_string(rule.view().nameId()));
+    const std::string names = tarnmessage::shownNames(rule.namespaceNames());
+    return names.empty() ? std::to_string(rule.view().nameId()) : names;
 }
 
 std::string furtherWords(const RebuiltRecord& rule) {
@@ -49,7 +50,7 @@ void appendText(std::string& json, const std::string& name, const std::string& t
 void appendNames(std::string& json, const std::string& name, const std::vector<std::string>& names) {
     if (!names.empty()) {
         json += json.empty() ? "" : ",";
-        tarnnames::appendJsonArray(json, name.c_str(), names);
+        tarnnames::appendJsonNames(json, name.c_str(), names);
     }
 }
 
@@ -63,7 +64,10 @@ void appendIdentifier(std::string& json, const std::string& name, const TARN_ID&
         before = ",";
     }
     json += ']';
-    appendNames(json, name + "Names", words.labels.names(identifier));
+    if (const std::vector<std::string>& names = words.labels.names(identifier); !names.empty()) {
+        json += ',';
+        tarnnames::appendJsonArray(json, (name + "Names").c_str(), names);
+    }
 }
 
 }  // namespace

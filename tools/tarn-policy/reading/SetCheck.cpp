@@ -70,7 +70,7 @@ void SetCheck::onNamespace(const tarnmessage::NamespaceView& block) {
     const auto [before, isNew] = announced_.try_emplace(name, block.offset);
     if (!isNew) {
         notice("same-name", block.offset,
-               "namespace " + tarnmessage::quoted(name) + " was announced before, at offset " +
+               "namespace " + tarnmessage::shownQuoted(name) + " was announced before, at offset " +
                    std::to_string(before->second),
                "one block");
     }
@@ -86,8 +86,8 @@ void SetCheck::checkNameNumber(const tarnmessage::NamespaceView& block, const st
     if (!isNew) {
         if (first->second.name != name) {
             notice("same-number", block.offset,
-                   "namespace " + tarnmessage::quoted(name) + " has the number " + std::to_string(number) + " of " +
-                       tarnmessage::quoted(first->second.name) + ", announced at offset " +
+                   "namespace " + tarnmessage::shownQuoted(name) + " has the number " + std::to_string(number) +
+                       " of " + tarnmessage::shownQuoted(first->second.name) + ", announced at offset " +
                        std::to_string(first->second.offset),
                    "a number of its own");
         }
@@ -96,7 +96,7 @@ void SetCheck::checkNameNumber(const tarnmessage::NamespaceView& block, const st
     const std::vector<std::string> names = book_.namespaceNames(number);
     if (names.size() > 1) {
         notice("same-number", block.offset,
-               "number " + std::to_string(number) + " belongs to " + tarnnames::oneOf(names, ""), "one name");
+               "number " + std::to_string(number) + " belongs to " + tarnmessage::shownNames(names), "one name");
     }
 }
 
@@ -106,7 +106,7 @@ void SetCheck::checkPin(const tarnmessage::NamespaceView& block, const std::stri
     const std::uint32_t expected = isPinned ? pinned->second : stringToId(name.c_str());
     if (block.node.nameId != expected) {
         notice("pinned-number", block.offset,
-               "namespace " + tarnmessage::quoted(name) + " has the number " + std::to_string(block.node.nameId),
+               "namespace " + tarnmessage::shownQuoted(name) + " has the number " + std::to_string(block.node.nameId),
                std::to_string(expected) + (isPinned ? ", as scene_info says" : ", its checksum"));
     }
 }
@@ -117,11 +117,12 @@ void SetCheck::checkFunctions(const tarnmessage::NamespaceView& block) {
     for (tarnmessage::FunctionView function; functions.next(function);) {
         if (!names.insert(function.name).second) {
             notice("same-function", function.offset,
-                   "function " + tarnmessage::quoted(function.name) + " was announced before", "one number for it");
+                   "function " + tarnmessage::shownQuoted(function.name) + " was announced before",
+                   "one number for it");
         }
         const std::size_t colon = function.name.find(':');
         if (colon == 0 || colon == std::string_view::npos || colon + 1 == function.name.size()) {
-            notice("function-name", function.offset, "function " + tarnmessage::quoted(function.name),
+            notice("function-name", function.offset, "function " + tarnmessage::shownQuoted(function.name),
                    "MODULE:FUNCTION");
         }
     }
@@ -166,7 +167,7 @@ void SetCheck::checkNamespaceOf(const tarnmessage::PolicyRecordView& record) {
     if (options_.isDirectory && book_.readings(name_, number).empty()) {
         notice("file-name", record.offset,
                "the file's name has no place for namespace " + std::to_string(number) + " (" +
-                   tarnnames::oneOf(book_.namespaceNames(number), "unknown") + ")",
+                   (prefixes_.empty() ? "unknown" : tarnmessage::shownNames(book_.namespaceNames(number))) + ")",
                "KEY_SLICE_NAMESPACE_GROUP_INDEX");
     }
 }
@@ -187,7 +188,7 @@ void SetCheck::checkClassOf(const tarnmessage::PolicyRecordView& record) {
     } else if (hasPermissions && book_.classes().permissionNames(number, record.node.perm).empty()) {
         notice("unknown-permission", record.offset,
                "permission " + std::to_string(record.node.perm) + " of class " + std::to_string(number) + " (" +
-                   tarnnames::oneOf(book_.classes().classNames(number), "") + ")",
+                   tarnmessage::shownNames(book_.classes().classNames(number)) + ")",
                "a permission of that class");
     }
 }
@@ -207,9 +208,10 @@ void SetCheck::checkVariables(const tarnmessage::PolicyRecordView& record) {
             return variable.substr(0, prefix.size()) == prefix;
         });
         if (!fits && isTold(Weight::kNotice, kStrangeVariable)) {
+            const std::string_view prefix = prefixes_.front();
             limit_.tell({Weight::kNotice, kStrangeVariable, path_, node.offset,
-                         "dynamic variable " + tarnmessage::quoted(variable),
-                         "one of namespace " + escaped(prefixes_.front().substr(0, prefixes_.front().size() - 1)), 0});
+                         "dynamic variable " + tarnmessage::shownQuoted(variable),
+                         "one of namespace " + tarnmessage::shownName(prefix.substr(0, prefix.size() - 1)), 0});
         }
     }
 }
@@ -304,7 +306,8 @@ void SetCheck::checkSceneNumbers() {
         const auto [place, isNew] = names.try_emplace(number, name);
         if (!isNew) {
             notice("same-number", std::nullopt,
-                   "number " + std::to_string(number) + " belongs to " + tarnnames::oneOf({place->second, name}, ""),
+                   "number " + std::to_string(number) + " belongs to " +
+                       tarnmessage::shownNames(std::vector{place->second, name}),
                    "one name");
         }
     }

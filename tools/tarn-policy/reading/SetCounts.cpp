@@ -15,8 +15,17 @@ std::string shortened(const std::string& text) {
                                : text.substr(0, most) + "... (" + std::to_string(text.size() - most) + " more bytes)";
 }
 
+// "a", "a or b", or `none`.
+std::string oneOf(const std::vector<std::string>& names, const std::string& none) {
+    std::string text;
+    for (const std::string& name : names) {
+        text += (text.empty() ? "" : " or ") + (name.empty() ? "\"\"" : tarnmessage::escaped(name));
+    }
+    return names.empty() ? none : text;
+}
+
 std::string named(std::uint32_t number, const std::vector<std::string>& names) {
-    return names.empty() ? std::to_string(number) : shortened(tarnnames::oneOf(names, ""));
+    return names.empty() ? std::to_string(number) : shortened(oneOf(names, ""));
 }
 
 CountRow otherRow() {
@@ -46,7 +55,7 @@ CountRow& SetCounts::rowOf(const tarnmessage::PolicyRecordView& record, const Nu
         place = ofFile_.try_emplace(numbers).first;
         const tarnnames::RecordWords& words = words_.of(record.node);
         CountRow& row = place->second;
-        row.group = shortened(tarnnames::oneOf(words.groups, "not told"));
+        row.group = shortened(oneOf(words.groups, "not told"));
         row.nameSpace = named(record.nameId(), words.nameSpaces);
         row.permClass = named(record.node.permClass, words.classes);
         row.permission = row.permClass + ":" + named(record.node.perm, words.permissions);

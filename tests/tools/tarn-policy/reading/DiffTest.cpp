@@ -147,8 +147,31 @@ TEST_F(DiffTest, LongRuleIsCutAndSaysSo) {
     const Json::Value rule = parse(tool({"diff", "--json", kOld, kSet}).out)["differences"][0]["new"];
     EXPECT_LT(rule["condition"].asString().size(), tarnmessage::kMostExpressionText + 2 * kName);
     EXPECT_TRUE(rule["truncated"].asBool());
-    EXPECT_GT(rule["omitted"]["condition"].asUInt(), kPairs);
+    const std::size_t pair = std::strlen("(() op2 ... (345 more bytes)") + tarnmessage::kMostNameBytes;
+    EXPECT_EQ(rule["omitted"]["condition"].asUInt(),
+              2 * kPairs + 1 - 2 * ((tarnmessage::kMostExpressionText + pair - 1) / pair));
     EXPECT_FALSE(rule["omitted"].isMember("actions"));
+}
+
+TEST_F(DiffTest, LongNamesAreCutAndSaySo) {
+    putOnly(kOld, golden::message("policy-plain"));
+    putOnly(kSet, longrecord::policyMessage(0, 1));
+    testfiles::write(at("namemsg"), longrecord::namespaceMessage(kLongName, std::string(kLongName, 'n')));
+    const Outcome outcome = tool({"diff", kOld, kSet});
+    EXPECT_EQ(outcome.status, 1) << outcome.err;
+    EXPECT_LT(outcome.out.size(), 5000U);
+    EXPECT_THAT(outcome.out, AllOf(HasSubstr(" namespace=" + std::string(255, 'n') + "... (499745 more bytes) "),
+                                   HasSubstr(" actions={m:" + std::string(253, 'f') + "... (499745 more bytes)()}\n")));
+    const std::string json = tool({"diff", "--json", kOld, kSet}).out;
+    EXPECT_LT(json.size(), 5000U);
+    const Json::Value object = parse(json);
+    ASSERT_EQ(object["differences"].size(), 2U);
+    for (const Json::Value& rule : object["differences"]) {
+        if (rule["kind"].asString() == "added") {
+            EXPECT_EQ(rule["namespaceNames"][0].asString(), std::string(255, 'n'));
+            EXPECT_EQ(rule["namespaceNamesBytes"][0].asUInt(), kLongName);
+        }
+    }
 }
 
 TEST_F(DiffTest, BriefGivesTheCountsAlone) {

@@ -185,9 +185,9 @@ TEST_F(InspectTest, TextOfALongRecordIsCutAndSaysSo) {
     const Outcome outcome = tool({"inspect", kSet});
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_LT(outcome.out.size(), 3 * tarnmessage::kMostExpressionText + 5 * longrecord::kNameBytes);
-    EXPECT_THAT(outcome.out, AllOf(HasSubstr("op2  ... (25861 more)\n  as stored    op2 m:f"),
-                                   HasSubstr("fff() ... (25861 more)\n  actions      m:f"),
-                                   testing::ContainsRegex("fff\\(\\) \\.\\.\\. \\(24930 more\\)\n")));
+    EXPECT_THAT(outcome.out, AllOf(HasSubstr("op2  ... (2755 more)\n  as stored    op2 m:f"),
+                                   HasSubstr("function#1)() ... (2661 more)\n  actions      m:f"),
+                                   testing::ContainsRegex("function#1\\)\\(\\) \\.\\.\\. \\(5684 more\\)\n")));
 }
 
 TEST_F(InspectTest, JsonOfALongRecordIsCutAndSaysSo) {
@@ -197,12 +197,50 @@ TEST_F(InspectTest, JsonOfALongRecordIsCutAndSaysSo) {
     EXPECT_LT(outcome.out.size(), 4 * tarnmessage::kMostExpressionText + 6 * longrecord::kNameBytes);
     const Json::Value record = parse(outcome.out)["messages"][2]["records"][0];
     EXPECT_TRUE(record["truncated"].asBool());
-    EXPECT_EQ(record["omitted"]["infix"].asUInt(), 25861U);
-    EXPECT_EQ(record["omitted"]["prefix"].asUInt(), 25861U);
+    EXPECT_EQ(record["omitted"]["infix"].asUInt(), 2755U);
+    EXPECT_EQ(record["omitted"]["prefix"].asUInt(), 2661U);
     EXPECT_EQ(record["omitted"]["nodes"].asUInt() + record["condition"]["nodes"].size(), 2 * longrecord::kPairs + 1);
     EXPECT_EQ(record["omitted"]["actions"].asUInt() + record["actions"].size(), longrecord::kActions);
     const Json::Value line = parseLines(tool({"inspect", "--jsonl", kSet}).out)[4];
     EXPECT_EQ(line["omitted"], record["omitted"]);
+}
+
+TEST_F(InspectTest, LongNamesAreCutInRecordsAndSaySo) {
+    putLongNames();
+    const Outcome outcome = tool({"inspect", kSet});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(
+        outcome.out,
+        AllOf(HasSubstr("\n  namespace    4075427327 (" + std::string(255, 'n') + "... (499745 more bytes))\n"),
+              HasSubstr("\n  actions      m:" + std::string(253, 'f') + "... (499745 more bytes, function#1)()\n")));
+    EXPECT_THAT(outcome.out, HasSubstr("namespace \"" + std::string(kLongName, 'n') + "\", number"))
+        << "where it is announced the name is whole";
+    const std::string hex = tool({"inspect", "--hex", at("base_0_net_g_0")}).out;
+    EXPECT_EQ(golden::bytesOf(hex), testfiles::read(at("base_0_net_g_0")));
+    const std::string hexOfSet = tool({"inspect", "--hex", kSet}).out;
+    EXPECT_THAT(hexOfSet,
+                AllOf(HasSubstr("function number 1 (m:" + std::string(253, 'f') + "... (499745 more bytes))\n"),
+                      HasSubstr("name number 4075427327 (" + std::string(255, 'n') + "... (499745 more bytes))\n")));
+}
+
+TEST_F(InspectTest, JsonHasTheLengthsOfNamesThatAreCut) {
+    putLongNames();
+    const Json::Value messages = parse(tool({"inspect", "--json", kSet}).out)["messages"];
+    EXPECT_EQ(messages[1]["namespaces"][0]["name"].asString().size(), kLongName);
+    EXPECT_EQ(messages[1]["namespaces"][0]["functions"][0]["name"].asString().size(), kLongName);
+    const Json::Value& record = messages[2]["records"][0];
+    EXPECT_EQ(record["namespaceNames"][0].asString(), std::string(255, 'n'));
+    EXPECT_EQ(record["namespaceNamesBytes"][0].asUInt(), kLongName);
+    EXPECT_EQ(record["actions"][0]["functionName"].asString().size(), 255U);
+    EXPECT_EQ(record["actions"][0]["functionNameBytes"].asUInt(), kLongName);
+}
+
+TEST_F(InspectTest, OutputDoesNotGrowWithRecordsTimesNames) {
+    putLongNames();
+    for (const char* form : {"", "--json", "--jsonl", "--hex"}) {
+        const Outcome outcome = shell("\"$0\" inspect " + std::string(kSet) + " " + form + " | wc -c");
+        EXPECT_LT(std::stoul(outcome.out), 30U << 20U) << form;
+    }
 }
 
 TEST_F(InspectTest, OrdinaryRecordHasNoWordOfOmissions) {

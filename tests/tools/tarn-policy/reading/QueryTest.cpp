@@ -145,11 +145,21 @@ TEST_F(QueryTest, LongRecordIsCutAndSaysSo) {
     const Outcome text = tool({"query", at("base_0_net_g_0")});
     EXPECT_EQ(text.status, 0) << text.err;
     EXPECT_LT(text.out.size(), 3 * tarnmessage::kMostExpressionText + 5 * longrecord::kNameBytes);
-    EXPECT_THAT(text.out, HasSubstr(" ... (25861 more)\n"));
+    EXPECT_THAT(text.out, HasSubstr(" ... (2755 more)\n"));
     for (const char* form : {"--json", "--jsonl"}) {
         const Outcome outcome = tool({"query", form, at("base_0_net_g_0")});
         EXPECT_LT(outcome.out.size(), 4 * tarnmessage::kMostExpressionText + 6 * longrecord::kNameBytes) << form;
-        EXPECT_THAT(outcome.out, HasSubstr("\"truncated\":true,\"omitted\":{\"infix\":25861,")) << form;
+        EXPECT_THAT(outcome.out, HasSubstr("\"truncated\":true,\"omitted\":{\"infix\":2755,")) << form;
+    }
+}
+
+TEST_F(QueryTest, OutputDoesNotGrowWithRecordsTimesNames) {
+    putLongNames();
+    for (const char* form : {"", "--json", "--jsonl"}) {
+        const Outcome outcome =
+            shell("\"$0\" query " + std::string(kSet) + " --namespace 4075427327 " + form + " | wc -c");
+        EXPECT_LT(std::stoul(outcome.out), 30U << 20U) << form;
+        EXPECT_GT(std::stoul(outcome.out), 100U * kManyRecords) << form;
     }
 }
 

@@ -68,6 +68,16 @@ protected:
         put("endmsg", "end");
     }
 
+    // A set of 2 MB with thousands of records that have two such names each.
+    static constexpr std::size_t kLongName = 500000;
+    static constexpr std::uint32_t kManyRecords = 6000;
+    static void putLongNames() {
+        put("beginmsg", "begin");
+        testfiles::write(at("namemsg"), longrecord::namespaceMessage(kLongName, std::string(kLongName, 'n')));
+        testfiles::write(at("base_0_net_g_0"), longrecord::policyMessage(0, 1, kManyRecords));
+        put("endmsg", "end");
+    }
+
     static Outcome tool(std::vector<std::string> words) {
         words.insert(words.begin(), TARN_POLICY);
         return testprocess::run(words);

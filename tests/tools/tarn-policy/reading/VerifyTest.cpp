@@ -285,6 +285,7 @@ TEST_F(VerifyTest, VeryManyVariablesOfOtherNamespacesAreCounted) {
     EXPECT_THAT(lines, testing::Contains(
                            found("base_0_net_g_0", ": notice: and " + std::to_string(longrecord::kPairs + 1 - 10) +
                                                        " more of this kind in this file [variable-namespace]")));
+    EXPECT_THAT(lines, testing::Each(testing::SizeIs(testing::Lt(1000U)))) << "names are cut";
 }
 
 TEST_F(VerifyTest, WhatASetShouldHaveIsNoticed) {
