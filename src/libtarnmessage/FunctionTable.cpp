@@ -39,10 +39,24 @@ const FunctionTable::Number* FunctionTable::find(std::uint32_t nameId) const {
     return found == numbers_.end() ? nullptr : &found->second;
 }
 
-const std::set<std::string>& FunctionTable::names(std::uint32_t nameId) const {
-    static const std::set<std::string> kNone;
+const NameSet& FunctionTable::names(std::uint32_t nameId) const {
+    static const NameSet kNone;
     const Number* known = find(nameId);
     return known == nullptr ? kNone : known->names;
+}
+
+const std::vector<std::optional<std::string>>& FunctionTable::functions(std::uint32_t nameId) const {
+    static const std::vector<std::optional<std::string>> kNone;
+    const Number* known = find(nameId);
+    return known == nullptr ? kNone : known->functions;
+}
+
+std::vector<std::uint32_t> FunctionTable::numbers() const {
+    std::vector<std::uint32_t> numbers;
+    for (const auto& [number, entry] : numbers_) {
+        numbers.push_back(number);
+    }
+    return numbers;
 }
 
 const std::string* FunctionTable::findFunction(std::uint32_t nameId, std::uint32_t functionId) const {

@@ -3,6 +3,7 @@
 #define TARN_MESSAGE_FUNCTION_TABLE_H
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <set>
 #include <string>
@@ -12,6 +13,9 @@
 #include "libtarnmessage/MessageViews.h"
 
 namespace tarnmessage {
+
+// Asked with parts of texts, too, which need not be copied for that.
+using NameSet = std::set<std::string, std::less<>>;
 
 class FunctionTable {
 public:
@@ -31,10 +35,15 @@ public:
     void add(std::uint32_t nameId, Namespace entry);
 
     // Empty for a number that was not announced.
-    const std::set<std::string>& names(std::uint32_t nameId) const;
+    const NameSet& names(std::uint32_t nameId) const;
     // Null for a number that was not announced, or for several functions.
     const std::string* findFunction(std::uint32_t nameId, std::uint32_t functionId) const;
 
+    // Of the functions of a number, in the order of theirs.
+    const std::vector<std::optional<std::string>>& functions(std::uint32_t nameId) const;
+
+    // All that were announced, in no order.
+    std::vector<std::uint32_t> numbers() const;
     // The numbers under which a name was announced.
     std::vector<std::uint32_t> numbersOf(const std::string& name) const;
 
@@ -46,7 +55,7 @@ public:
 
 private:
     struct Number {
-        std::set<std::string> names;
+        NameSet names;
         std::vector<std::optional<std::string>> functions;  // none where the namespaces disagree
 
         bool operator==(const Number& other) const { return names == other.names && functions == other.functions; }

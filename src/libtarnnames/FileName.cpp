@@ -1,6 +1,7 @@
 #include "libtarnnames/FileName.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "Common/Common.h"
 #include "libtarnpolicysync/Paths.h"
@@ -60,18 +61,29 @@ std::vector<FileNameReading> readFileName(const std::string& fileName, const std
     return readings;
 }
 
-std::vector<std::string> namespacesByChecksum(const std::string& fileName, std::uint32_t number) {
-    std::vector<std::string> found;
-    for (std::size_t begin = fileName.find('_'); begin != std::string::npos; begin = fileName.find('_', begin + 1)) {
-        for (std::size_t end = fileName.find('_', begin + 1); end != std::string::npos;
-             end = fileName.find('_', end + 1)) {
-            const std::string word = fileName.substr(begin + 1, end - begin - 1);
-            if (!word.empty() && stringToId(word.c_str()) == number &&
-                std::find(found.begin(), found.end(), word) == found.end()) {
-                found.push_back(word);
+const std::set<std::string>& FileNameWords::all() {
+    if (isCut_) {
+        return words_;
+    }
+    isCut_ = true;
+    for (std::size_t begin = fileName_.find('_'); begin != std::string::npos; begin = fileName_.find('_', begin + 1)) {
+        for (std::size_t end = fileName_.find('_', begin + 1); end != std::string::npos;
+             end = fileName_.find('_', end + 1)) {
+            const auto [word, isNew] = words_.insert(fileName_.substr(begin + 1, end - begin - 1));
+            if (isNew && !word->empty()) {
+                byChecksum_.emplace(stringToId(word->c_str()), *word);
             }
         }
     }
+    return words_;
+}
+
+std::vector<std::string> FileNameWords::withChecksum(std::uint32_t number) {
+    static_cast<void>(all());
+    std::vector<std::string> found;
+    const auto [begin, end] = byChecksum_.equal_range(number);
+    std::transform(begin, end, std::back_inserter(found), [](const auto& entry) { return entry.second; });
+    std::sort(found.begin(), found.end());
     return found;
 }
 

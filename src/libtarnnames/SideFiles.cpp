@@ -121,19 +121,25 @@ void SceneInfo::add(std::string_view text, ProblemList& problems) {
         }
         const auto [known, isNew] = numbers_.try_emplace(fields[1], *value);
         if (!isNew) {
-            names_.erase({known->second, known->first});
+            names_[known->second].erase(fields[1]);
             known->second = *value;
         }
-        names_.emplace(*value, fields[1]);
+        names_[*value].insert(fields[1]);
     });
 }
 
-std::vector<std::string> SceneInfo::names(std::uint32_t number) const {
-    std::vector<std::string> found;
-    for (auto place = names_.lower_bound({number, ""}); place != names_.end() && place->first == number; ++place) {
-        found.push_back(place->second);
+const tarnmessage::NameSet& SceneInfo::names(std::uint32_t number) const {
+    static const tarnmessage::NameSet kNone;
+    const auto found = names_.find(number);
+    return found == names_.end() ? kNone : found->second;
+}
+
+std::vector<std::uint32_t> SceneInfo::namedNumbers() const {
+    std::vector<std::uint32_t> numbers;
+    for (const auto& [number, names] : names_) {
+        numbers.push_back(number);
     }
-    return found;
+    return numbers;
 }
 
 void dropRepetitions(std::vector<std::string>& texts) {

@@ -4,12 +4,13 @@
 
 #include <cstdint>
 #include <map>
-#include <set>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
+#include "libtarnmessage/FunctionTable.h"
 #include "libtarnnames/ProblemList.h"
 
 namespace tarnnames {
@@ -33,12 +34,14 @@ public:
     void add(std::string_view text, ProblemList& problems);
 
     // The names of a number, in the order of the alphabet; several where checksums meet.
-    std::vector<std::string> names(std::uint32_t number) const;
+    const tarnmessage::NameSet& names(std::uint32_t number) const;
+    // All that have a name, in no order.
+    std::vector<std::uint32_t> namedNumbers() const;
     const std::map<std::string, std::uint32_t>& numbers() const { return numbers_; }
 
 private:
     std::map<std::string, std::uint32_t> numbers_;
-    std::set<std::pair<std::uint32_t, std::string>> names_;  // the same by number
+    std::unordered_map<std::uint32_t, tarnmessage::NameSet> names_;  // the same by number
 };
 
 // Keeps each text once, at its first place. Takes no more time than sorting does, whoever wrote the list.

@@ -22,7 +22,7 @@ bool addNameless(std::set<Number>& nameless, const Number& number) {
 }  // namespace
 
 std::vector<std::string> RuleNames::namesOf(std::uint32_t number) const {
-    const std::set<std::string>& announced = announced_->names(number);
+    const tarnmessage::NameSet& announced = announced_->names(number);
     if (!announced.empty()) {
         return {announced.begin(), announced.end()};
     }

@@ -8,6 +8,7 @@
 #include "libtarnpolicysync/Paths.h"
 
 using tarnnames::FileNameReading;
+using tarnnames::FileNameWords;
 using tarnnames::groupsOf;
 using tarnnames::readFileName;
 using testing::ElementsAre;
@@ -73,7 +74,7 @@ TEST(FileName, OfAnotherKindHasNoReading) {
 }
 
 TEST(FileName, NamespaceIsFoundByItsChecksumWhereNobodyNamesIt) {
-    EXPECT_THAT(tarnnames::namespacesByChecksum("base_0_net_g_0", stringToId("net")), ElementsAre("net"));
-    EXPECT_THAT(tarnnames::namespacesByChecksum("base_0_my_net_g_0", stringToId("my_net")), ElementsAre("my_net"));
-    EXPECT_THAT(tarnnames::namespacesByChecksum("base_0_net_g_0", 7), IsEmpty());
+    EXPECT_THAT(FileNameWords("base_0_net_g_0").withChecksum(stringToId("net")), ElementsAre("net"));
+    EXPECT_THAT(FileNameWords("base_0_my_net_g_0").withChecksum(stringToId("my_net")), ElementsAre("my_net"));
+    EXPECT_THAT(FileNameWords("base_0_net_g_0").withChecksum(7), IsEmpty());
 }

@@ -21,6 +21,10 @@ constexpr char kSet[] = "/etc/tarn/policydata";
 struct NameBookTest : testing::Test {
     void SetUp() override { testfiles::makeDirectories(kSet); }
     void read() { book.readSideFiles(kSet, "", problems); }
+    std::vector<tarnnames::FileNameReading> readings(const std::string& fileName, std::uint32_t number) const {
+        tarnnames::FileNameWords words(fileName);
+        return book.readings(words, number);
+    }
 
     NameBook book;
     std::vector<std::string> problems;
@@ -33,7 +37,7 @@ TEST_F(NameBookTest, KnowsNothingWithoutSideFilesAndSaysNothing) {
     EXPECT_THAT(problems, IsEmpty());
     EXPECT_THAT(book.namespaceNames(7), IsEmpty());
     EXPECT_THAT(book.namespaceNumbers("net"), ElementsAre(4075427327U));
-    EXPECT_THAT(groupsOf(book.readings("base_0_net_g_0", 4075427327U)), ElementsAre("g"));
+    EXPECT_THAT(groupsOf(readings("base_0_net_g_0", 4075427327U)), ElementsAre("g"));
 }
 
 TEST_F(NameBookTest, SceneInfoNamesNumbers) {
@@ -41,8 +45,8 @@ TEST_F(NameBookTest, SceneInfoNamesNumbers) {
     read();
     EXPECT_THAT(book.namespaceNames(7), ElementsAre("net"));
     EXPECT_THAT(book.namespaceNumbers("net"), ElementsAre(7U));
-    EXPECT_THAT(groupsOf(book.readings("base_0_net_g_0", 7)), ElementsAre("g"));
-    EXPECT_THAT(book.readings("base_0_net_g_0", stringToId("net")).size(), 1U) << "a set from before the pin";
+    EXPECT_THAT(groupsOf(readings("base_0_net_g_0", 7)), ElementsAre("g"));
+    EXPECT_THAT(readings("base_0_net_g_0", stringToId("net")).size(), 1U) << "a set from before the pin";
 }
 
 TEST_F(NameBookTest, FuncInfoNamesFunctionsUnderThePinnedNumber) {
@@ -84,4 +88,24 @@ TEST_F(NameBookTest, ClassesComeFromTheirFile) {
     testfiles::write("/etc/tarn/tarn-main/class-def.conf", R"({"file": {"value": 1, "perms": {"read": 4}}})");
     read();
     EXPECT_THAT(book.classes().permissionNames(1, 4), ElementsAre("read"));
+}
+
+// More names than are tried one by one.
+TEST_F(NameBookTest, FileNamesAreReadAlikeForManyNames) {
+    std::string scenes = "7:a_b\n7:a\n";
+    for (int index = 0; index < 1000; ++index) {
+        scenes += "7:n" + std::to_string(index) + "\n";
+    }
+    testfiles::write("/etc/tarn/scene_info", scenes);
+    testfiles::write("/etc/tarn/funcinfo", "n999#m:f\n");
+    read();
+    for (const std::string fileName : {"base_0_a_b_g_0", "base_0_n999_n5_0_a_g_3", "n_0_n1000_g_0", "beginmsg", ""}) {
+        const auto groups = groupsOf(tarnnames::readFileName(fileName, book.namespaceNames(7)));
+        EXPECT_EQ(groupsOf(readings(fileName, 7)), groups) << fileName;
+    }
+    EXPECT_THAT(groupsOf(readings("base_0_n998_g_0", 7)), ElementsAre("g"));
+    EXPECT_THAT(groupsOf(readings("base_0_a_b_g_0", 7)), ElementsAre("b_g", "g"));
+    EXPECT_TRUE(book.isNamespaceName(7, "n998"));
+    EXPECT_FALSE(book.isNamespaceName(7, "n1000"));
+    EXPECT_THAT(readings("base_0_n1000_g_0", 7), IsEmpty());
 }

@@ -54,7 +54,8 @@ constexpr char kStrangeVariable[] = "variable-namespace";
 }  // namespace
 
 void SetCheck::onFile(const std::string& name, std::string_view bytes) {
-    name_ = name;
+    words_ = tarnnames::FileNameWords(name);
+    hasPlace_.clear();
     path_ = options_.folder + name;
     bytes_ += bytes.size();
     hasLast_ = false;
@@ -137,10 +138,7 @@ void SetCheck::checkNumbers(const tarnmessage::PolicyRecordView& record, const N
         firstNameId_ = record.nameId();
     }
     if (isOtherNamespace) {
-        prefixes_.clear();
-        for (const std::string& name : book_.namespaceNames(record.nameId())) {
-            prefixes_.push_back(name + ":");
-        }
+        lastNames_ = names_.of(record.nameId());
     }
     if (seen_.size() >= kMostSeen) {
         seen_.clear();
@@ -159,17 +157,28 @@ void SetCheck::checkNamespaceOf(const tarnmessage::PolicyRecordView& record) {
         notice("mixed-namespaces", record.offset, "a record of namespace " + std::to_string(number),
                std::to_string(firstNameId_) + ", as in the first record");
     }
-    if (!book_.paths().sceneInfo.empty() && prefixes_.empty()) {
+    if (!book_.paths().sceneInfo.empty() && lastNames_.empty()) {
         notice("unknown-namespace", record.offset, "namespace " + std::to_string(number) + " has no name",
                "one that is announced or stands in scene_info");
         return;
     }
-    if (options_.isDirectory && book_.readings(name_, number).empty()) {
+    if (options_.isDirectory && !hasPlaceInFileName(number)) {
         notice("file-name", record.offset,
                "the file's name has no place for namespace " + std::to_string(number) + " (" +
-                   (prefixes_.empty() ? "unknown" : tarnmessage::shownNames(book_.namespaceNames(number))) + ")",
+                   (lastNames_.empty() ? "unknown" : tarnmessage::shownNames(lastNames_)) + ")",
                "KEY_SLICE_NAMESPACE_GROUP_INDEX");
     }
+}
+
+bool SetCheck::hasPlaceInFileName(std::uint32_t number) {
+    if (hasPlace_.size() >= kMostSeen) {
+        hasPlace_.clear();
+    }
+    const auto [place, isNew] = hasPlace_.try_emplace(number);
+    if (isNew) {
+        place->second = !book_.readings(words_, number).empty();
+    }
+    return place->second;
 }
 
 void SetCheck::checkClassOf(const tarnmessage::PolicyRecordView& record) {
@@ -193,9 +202,25 @@ void SetCheck::checkClassOf(const tarnmessage::PolicyRecordView& record) {
     }
 }
 
+// "net:usb_block" is one of the namespace "net". Names may hold ":" themselves. A namespace may have very many names, and a
+// variable very many parts: what is less is tried.
+bool SetCheck::isOfLastNamespace(std::string_view variable) const {
+    const auto isOf = [&](std::string_view name) {
+        return variable.size() > name.size() && variable[name.size()] == ':' && variable.substr(0, name.size()) == name;
+    };
+    if (lastNames_.size() <= static_cast<std::size_t>(std::count(variable.begin(), variable.end(), ':'))) {
+        return std::any_of(lastNames_.begin(), lastNames_.end(), isOf);
+    }
+    std::size_t colon = variable.find(':');
+    while (colon != std::string_view::npos && !book_.isNamespaceName(std::get<0>(last_), variable.substr(0, colon))) {
+        colon = variable.find(':', colon + 1);
+    }
+    return colon != std::string_view::npos;
+}
+
 // A message may hold tens of thousands of such variables.
 void SetCheck::checkVariables(const tarnmessage::PolicyRecordView& record) {
-    if (prefixes_.empty()) {
+    if (lastNames_.empty()) {
         return;
     }
     tarnmessage::ExprCursor nodes = record.condition();
@@ -204,14 +229,10 @@ void SetCheck::checkVariables(const tarnmessage::PolicyRecordView& record) {
             continue;
         }
         const std::string_view variable = node.variable;
-        const bool fits = std::any_of(prefixes_.begin(), prefixes_.end(), [&](const std::string& prefix) {
-            return variable.substr(0, prefix.size()) == prefix;
-        });
-        if (!fits && isTold(Weight::kNotice, kStrangeVariable)) {
-            const std::string_view prefix = prefixes_.front();
+        if (!isOfLastNamespace(variable) && isTold(Weight::kNotice, kStrangeVariable)) {
             limit_.tell({Weight::kNotice, kStrangeVariable, path_, node.offset,
                          "dynamic variable " + tarnmessage::shownQuoted(variable),
-                         "one of namespace " + tarnmessage::shownName(prefix.substr(0, prefix.size() - 1)), 0});
+                         "one of namespace " + tarnmessage::shownName(lastNames_.front()), 0});
         }
     }
 }

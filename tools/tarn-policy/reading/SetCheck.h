@@ -22,7 +22,7 @@ public:
     };
 
     SetCheck(const tarnnames::NameBook& book, Options options, FindingLimit& limit)
-        : book_(book), options_(std::move(options)), limit_(limit) {}
+        : book_(book), options_(std::move(options)), limit_(limit), names_(book) {}
 
     void onFile(const std::string& name, std::string_view bytes) override;
     void onHeader(const kernelmsg::MessageHeader& header) override;
@@ -54,6 +54,8 @@ private:
     void checkNamespaceOf(const tarnmessage::PolicyRecordView& record);
     void checkClassOf(const tarnmessage::PolicyRecordView& record);
     void checkVariables(const tarnmessage::PolicyRecordView& record);
+    bool hasPlaceInFileName(std::uint32_t number);
+    bool isOfLastNamespace(std::string_view variable) const;
     void checkNameNumber(const tarnmessage::NamespaceView& block, const std::string& name);
     void checkPin(const tarnmessage::NamespaceView& block, const std::string& name);
     void checkFunctions(const tarnmessage::NamespaceView& block);
@@ -72,14 +74,16 @@ private:
     Options options_;
     FindingLimit& limit_;
 
-    std::string name_;  // of the file
-    std::string path_;
+    std::string path_;        // of the file
     std::string pathOfLast_;  // finding; those of a file come one after the other
     bool hasLast_ = false;
     Numbers last_;
     std::set<Numbers> seen_;                        // in this file
     std::uint32_t firstNameId_ = 0;                 // of this file
-    std::vector<std::string> prefixes_;             // of the variables of the last namespace: "net:"
+    std::map<std::uint32_t, bool> hasPlace_;        // of namespaces, in the name of this file
+    tarnnames::FileNameWords words_;                // of this file's name
+    tarnnames::NamespaceNames names_;               // of all namespaces
+    tarnnames::SharedNames lastNames_;              // of the last namespace
     std::map<std::string, std::size_t> announced_;  // namespaces, with the offsets of their first blocks
     struct FirstBlock {
         std::string name;

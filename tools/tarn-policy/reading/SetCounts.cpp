@@ -46,6 +46,17 @@ void SetCounts::startFile() {
     recordsOfFile_ = 0;
 }
 
+const std::string& SetCounts::namespaceText(std::uint32_t number, const tarnnames::SharedNames& names) {
+    if (namespaceTexts_.size() >= kMostRowsOfFile) {
+        namespaceTexts_.clear();
+    }
+    const auto [place, isNew] = namespaceTexts_.try_emplace({number, names.size()});
+    if (isNew) {
+        place->second = named(number, names);
+    }
+    return place->second;
+}
+
 CountRow& SetCounts::rowOf(const tarnmessage::PolicyRecordView& record, const Numbers& numbers) {
     auto place = ofFile_.find(numbers);
     if (place == ofFile_.end()) {
@@ -56,7 +67,7 @@ CountRow& SetCounts::rowOf(const tarnmessage::PolicyRecordView& record, const Nu
         const tarnnames::RecordWords& words = words_.of(record.node);
         CountRow& row = place->second;
         row.group = shortened(oneOf(words.groups, "not told"));
-        row.nameSpace = named(record.nameId(), words.nameSpaces);
+        row.nameSpace = namespaceText(record.nameId(), words.nameSpaces);
         row.permClass = named(record.node.permClass, words.classes);
         row.permission = row.permClass + ":" + named(record.node.perm, words.permissions);
     }

@@ -76,12 +76,15 @@ private:
                                                           &CountRow::permission};
 
     void startFile();
+    const std::string& namespaceText(std::uint32_t number, const tarnnames::SharedNames& names);
     CountRow& rowOf(const tarnmessage::PolicyRecordView& record, const Numbers& numbers);
     void keepRows(const std::string& file);
     void addToSums(const CountRow& row);
     static Bars sorted(Bars bars);
 
     tarnnames::RecordWordsCache words_;
+    // By number and how many names it has, which may be very many.
+    std::map<std::pair<std::uint32_t, std::size_t>, std::string> namespaceTexts_;
     std::map<Numbers, CountRow> ofFile_;
     std::optional<CountRow> othersOfFile_;
     Numbers lastNumbers_;

@@ -241,6 +241,29 @@ TEST_F(VerifyTest, FilesUnderForeignNamesAreNoticed) {
                                                        "KEY_SLICE_NAMESPACE_GROUP_INDEX [file-name]")));
 }
 
+// "net" is one of very many names of its number, and no name is left out when a file name or a variable is judged.
+TEST_F(VerifyTest, EachOfVeryManyNamesOfANumberCounts) {
+    std::string scenes = "4075427327:net\n";
+    for (int index = 0; index < 5000; ++index) {
+        scenes += "4075427327:a" + std::to_string(index) + "\n";
+    }
+    testfiles::write(std::string(kFolder) + "/scene_info", scenes);
+    const auto misplaced = testing::Contains(HasSubstr("[file-name]"));
+    const auto strange = testing::Contains(HasSubstr("[variable-namespace]"));
+    std::string message = golden::message("policy-condition");
+    replace("base_0_net_g_0", message);
+    EXPECT_THAT(findings(), AllOf(Not(misplaced), Not(strange)));
+    const std::size_t variable = message.find("net:usb_block");
+    replace("base_0_net_g_0", message.replace(variable, 6, "a4999:"));
+    EXPECT_THAT(findings(), AllOf(Not(misplaced), Not(strange)));
+    replace("base_0_net_g_0", message.replace(variable, 6, "a5000:"));
+    EXPECT_THAT(findings(), AllOf(Not(misplaced), strange));
+    ASSERT_EQ(std::rename(at("base_0_net_g_0").c_str(), at("base_0_a4999_g_0").c_str()), 0);
+    EXPECT_THAT(findings(), Not(misplaced));
+    ASSERT_EQ(std::rename(at("base_0_a4999_g_0").c_str(), at("base_0_a5000_g_0").c_str()), 0);
+    EXPECT_THAT(findings(), misplaced);
+}
+
 TEST_F(VerifyTest, UnknownClassesPermissionsAndNamespacesAreNoticed) {
     replace("base_0_net_g_0", withWord(golden::message("policy-plain"), 84, 9));
     EXPECT_THAT(findings(), testing::ElementsAre(found("base_0_net_g_0",
