@@ -100,6 +100,11 @@ public:
             require(form.size() > tarnrules::kMostFormBytes);
             return;
         }
+        std::string key;
+        std::string formOfKey;
+        require(writeKey(key, record, names));
+        writeFormOfKey(formOfKey, key, names);
+        require(formOfKey == form);
         const std::string_view identity = tarnrules::identityOf(form);
         require(!identity.empty() && form.compare(0, identity.size(), identity) == 0);
         const tarnrules::RebuiltRecord rebuilt(form);

@@ -21,6 +21,13 @@ inline constexpr std::size_t kMostFormBytes = std::size_t{16} << 20U;
 // Puts the form of a sound record in the place of `form`. False, with the form cut short, where it would be too long.
 bool writeForm(std::string& form, const tarnmessage::PolicyRecordView& record, RuleNames& names);
 
+// The same with a stand-in for each name that is long (LongForms.h): one record of a hundred bytes may have a form of
+// megabytes, and a million others the same. Keys have the order of the forms, and are equal where these are. False where
+// the form would be too long. Keys go with the names that made them.
+bool writeKey(std::string& key, const tarnmessage::PolicyRecordView& record, RuleNames& names);
+// Puts the form in the place of `form`.
+void writeFormOfKey(std::string& form, std::string_view key, const RuleNames& names);
+
 // The start of a form that tells which rule it is: subject, object, class, permission and namespace. What follows is what
 // the rule says: attributes, further words, condition, actions. No identity is the start of another.
 std::string_view identityOf(std::string_view form);

@@ -7,10 +7,13 @@
 #include <map>
 #include <set>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <utility>
 
 #include "libtarnmessage/FunctionTable.h"
 #include "libtarnnames/NameBook.h"
+#include "libtarnrules/LongForms.h"
 
 namespace tarnrules {
 
@@ -30,10 +33,21 @@ public:
     static constexpr std::size_t kMostNameless = 100;  // namespaces, and as many functions
 
     // As the canonical form writes it: the names and how many, or none and the number. Valid until the next call.
-    const std::string& namespaceForm(std::uint32_t number);
-    std::size_t keptForms() const { return forms_.size(); }
+    const std::string& namespaceForm(std::uint32_t number) { return keptOf(number).form; }
+    std::size_t keptForms() const { return kept_.size(); }
     // The function's name "module:function"; null where nobody tells.
     const std::string* functionName(std::uint32_t namespaceNumber, std::uint32_t functionNumber);
+
+    // What stands for them in keys, and how long it would be with the names written out. Valid until the next call.
+    struct Key {
+        std::string_view bytes;
+        std::size_t formBytes = 0;
+    };
+    Key namespaceKey(std::uint32_t number);
+    // `name` is one of functionName() whose form is long.
+    Key functionKey(const std::string& name);
+    // What keys hold in place of names. Empty where they hold all of them whole.
+    const LongForms& longForms() const { return longForms_; }
 
     // Numbers that got no name so far, at most kMostNameless of each kind.
     const std::set<std::uint32_t>& namelessNamespaces() const { return namelessNamespaces_; }
@@ -43,12 +57,22 @@ public:
     bool hasMoreNameless() const { return hasMoreNameless_; }
 
 private:
+    struct Kept {
+        std::string form;
+        std::string key;  // of a long form; empty until it is asked for
+    };
+
+    Kept& keptOf(std::uint32_t number);
     std::vector<std::string> namesOf(std::uint32_t number) const;
+    std::string keyOf(std::string_view form);
+    void rankLongForms();
 
     const tarnnames::NameBook* book_;
     const tarnmessage::FunctionTable* announced_;
     const tarnnames::NameBook* other_ = nullptr;
-    std::map<std::uint32_t, std::string> forms_;
+    std::map<std::uint32_t, Kept> kept_;
+    std::unordered_map<const std::string*, std::string> functionKeys_;
+    LongForms longForms_;
     std::set<std::uint32_t> namelessNamespaces_;
     std::set<std::pair<std::uint32_t, std::uint32_t>> namelessFunctions_;
     bool hasMoreNameless_ = false;

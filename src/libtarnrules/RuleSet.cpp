@@ -36,13 +36,14 @@ public:
     explicit Collector(RuleSet& set) : set_(set) {}
 
     void onPolicy(const tarnmessage::PolicyRecordView& record) override {
+        ++records_;
         if (!set_.problems_.empty()) {
             return;  // what comes now is judged, but no longer kept
         }
-        if (writeForm(form_, record, set_.names_)) {
-            set_.sort_->add(form_);
-        } else {
-            isTooLong_ = true;
+        if (writeKey(key_, record, set_.names_)) {
+            set_.sort_->add(key_);
+        } else if (tooLong_.empty()) {
+            tooLong_ = "record " + std::to_string(records_ - 1) + " at offset " + std::to_string(record.offset);
         }
     }
 
@@ -53,17 +54,20 @@ public:
             set_.problems_.push_back(escaped(report.name) + ": " +
                                      (report.finding ? toText(*report.finding) : report.problem));
             set_.unreadable_ = set_.unreadable_ || report.error != 0;
-        } else if (isTooLong_) {
-            set_.problems_.push_back(escaped(report.name) +
-                                     ": has a rule of more than 16 MiB with its names written out");
+        } else if (!tooLong_.empty()) {
+            set_.problems_.push_back(escaped(report.name) + ": " + tooLong_ +
+                                     " is a rule of more than 16 MiB with its names written out; give its namespace "
+                                     "and its functions fewer or shorter names");
         }
-        isTooLong_ = false;
+        tooLong_.clear();
+        records_ = 0;
     }
 
 private:
     RuleSet& set_;
-    std::string form_;
-    bool isTooLong_ = false;
+    std::string key_;
+    std::uint64_t records_ = 0;  // of this file
+    std::string tooLong_;        // the first one of this file
 };
 
 RuleSet::RuleSet(std::string path, const std::string& etcDirectory)
@@ -94,6 +98,19 @@ void RuleSet::read(const tarnsort::SortLimits& limits) {
     } else {
         sort_.reset();
     }
+}
+
+bool RuleSet::next(std::string_view& form) {
+    std::string_view key;
+    if (!sort_->next(key)) {
+        return false;
+    }
+    form = key;
+    if (!names_.longForms().empty()) {
+        writeFormOfKey(form_, key, names_);
+        form = form_;
+    }
+    return true;
 }
 
 std::vector<std::string> RuleSet::warnings() const {

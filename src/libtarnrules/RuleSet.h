@@ -37,7 +37,8 @@ public:
 
     std::uint64_t count() const { return sort_ ? sort_->records() : 0; }
     // The canonical forms in ascending order; false behind the last.
-    bool next(std::string_view& form) { return sort_->next(form); }
+    // The bytes last until the next call.
+    bool next(std::string_view& form);
 
     const std::string& path() const { return path_; }
     const tarnnames::NameBook& book() const { return book_; }
@@ -49,7 +50,8 @@ private:
     tarnmessage::SetWalk announcements_;
     tarnnames::NameBook book_;
     RuleNames names_;
-    std::unique_ptr<tarnsort::ExternalSort> sort_;
+    std::unique_ptr<tarnsort::ExternalSort> sort_;  // of keys
+    std::string form_;                              // of the last key that has stand-ins
     std::vector<std::string> problems_;
     std::vector<std::string> warnings_;
     bool unreadable_ = false;

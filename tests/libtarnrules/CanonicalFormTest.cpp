@@ -141,6 +141,90 @@ TEST(CanonicalFormTest, AFormThatWouldBeTooLongIsRefused) {
     EXPECT_TRUE(tarnrules::writeForm(form, record, names));
 }
 
+// Calls of each function of each namespace, and the forms that its keys stand for.
+struct Keyed {
+    std::string form;
+    std::string key;
+
+    static std::vector<Keyed> of(const tarnmessage::FunctionTable& announced) {
+        tarnnames::NameBook book;
+        book.attach(&announced);
+        tarnrules::RuleNames names(book, announced);
+        std::vector<Keyed> all;
+        for (const std::uint32_t number : announced.numbers()) {
+            for (std::uint32_t function = 0; function <= announced.functionCount(number); ++function) {
+                std::string actions = withWord(withWord(std::string(20, '\0'), 0, 4), 8, function);
+                tarnmessage::PolicyRecordView record;
+                record.node.ext[1] = number;
+                record.node.actionCount = 1;
+                record.actionBytes = tarnmessage::ByteCursor(actions, 0, actions.size());
+                Keyed& keyed = all.emplace_back();
+                EXPECT_TRUE(tarnrules::writeForm(keyed.form, record, names));
+                EXPECT_TRUE(tarnrules::writeKey(keyed.key, record, names));
+                std::string again;
+                tarnrules::writeFormOfKey(again, keyed.key, names);
+                EXPECT_EQ(again, keyed.form);
+            }
+        }
+        return all;
+    }
+};
+
+// Names around the length from which on something else stands for them, alike at the start, under several numbers, and
+// numbers with several of them.
+TEST(KeyTest, OrderAndEqualityOfKeysAreThoseOfForms) {
+    std::vector<std::string> names;
+    for (const std::size_t length : {1U, 3U, 28U, 29U, 31U, 32U, 33U, 34U, 60U, 3000U}) {
+        for (const char* end : {"", "a", "b"}) {
+            names.push_back(std::string(length, 'n') + end);
+        }
+    }
+    tarnmessage::FunctionTable announced;
+    std::uint32_t number = 100;
+    for (const std::string& name : names) {
+        announced.add(--number, {name, names});
+        announced.add(200 + number, {name, {}});
+        announced.add(300 + number, {name, {}});
+        announced.add(300 + number, {names[number % names.size()], {}});
+        announced.add(300 + number, {"n", {}});
+    }
+    const std::vector<Keyed> all = Keyed::of(announced);
+    ASSERT_GT(all.size(), 900U);
+    for (std::size_t left = 0; left < all.size(); left += 3) {
+        for (std::size_t right = 0; right < all.size(); ++right) {
+            const int forms = all[left].form.compare(all[right].form);
+            const int keys = all[left].key.compare(all[right].key);
+            ASSERT_EQ(forms < 0, keys < 0) << left << " " << right;
+            ASSERT_EQ(forms == 0, keys == 0) << left << " " << right;
+        }
+    }
+}
+
+TEST(KeyTest, DoesNotGrowWithTheNames) {
+    tarnmessage::FunctionTable announced;
+    announced.add(7, {std::string(100000, 'n'), {"m:" + std::string(100000, 'f')}});
+    for (const Keyed& keyed : Keyed::of(announced)) {
+        EXPECT_GT(keyed.form.size(), 100000U);
+        EXPECT_LT(keyed.key.size(), 200U);
+    }
+}
+
+TEST(KeyTest, OfAFormThatWouldBeTooLongIsRefused) {
+    for (const std::size_t more : {0U, 1U}) {
+        tarnmessage::FunctionTable announced;
+        constexpr std::size_t kRest = 56 + 8 + 24 + 8;
+        announced.add(7, {std::string(tarnrules::kMostFormBytes - kRest + more, 'n'), {}});
+        tarnnames::NameBook book;
+        book.attach(&announced);
+        tarnrules::RuleNames names(book, announced);
+        tarnmessage::PolicyRecordView record;
+        record.node.ext[1] = 7;
+        std::string key;
+        EXPECT_EQ(tarnrules::writeKey(key, record, names), more == 0);
+        EXPECT_EQ(tarnrules::writeForm(key, record, names), more == 0);
+    }
+}
+
 // What a form holds can be shown again, and gives the same form.
 TEST(RebuiltRecordTest, SaysWhatTheRecordSaid) {
     class Comparison : public tarnmessage::WalkVisitor {

@@ -1,15 +1,19 @@
 // One digest for equal rules, whatever the threads, the order, the files and the numbers; another one for any other rules.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <set>
 
+#include "Common/Common.h"
 #include "RuleTools.h"
 #include "libtarnmessage/RecordSize.h"
 #include "libtarnrules/Sha256.h"
+#include "support/PlainMessage.h"
 #include "support/Process.h"
 
 namespace {
@@ -17,6 +21,7 @@ namespace {
 using namespace ruletools;
 using tarnrules::RuleSet;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
@@ -244,7 +249,125 @@ TEST(DigestTest, RuleWhoseNamesAreTooLongIsNamed) {
     rule.vecDoFunc.assign(50000, DoFuncNode{longName, {}});
     policy.groups.begin()->second.vecPolicy = {rule};
     putSet(policy, 1);
-    EXPECT_THAT(problems(kSet), ElementsAre(HasSubstr("has a rule of more than 16 MiB with its names written out")));
+    EXPECT_THAT(problems(kSet), ElementsAre(EndsWith(
+                                    ": record 0 at offset 20 is a rule of more than 16 MiB with its names written out; "
+                                    "give its namespace and its functions fewer or shorter names")));
+}
+
+// Ten thousand records of one namespace, with this name.
+void putRecordsOf(const std::string& name) {
+    model::Numbers numbers;
+    numbers.names[name] = stringToId("net");
+    for (const char* frame : {"begin", "end"}) {
+        testfiles::write(std::string(kSet) + "/" + frame + "msg", golden::message(frame));
+    }
+    testfiles::write(std::string(kSet) + "/namemsg", model::namespaceMessage(numbers, {{name, {"m:f"}}}));
+    testfiles::write(std::string(kSet) + "/base_0_net_g_0", golden::plainMessage(10000, 1));
+}
+
+TEST(DigestTest, RuleWithoutNodesWhoseNamespaceIsTooLongIsNamed) {
+    putRecordsOf("net");
+    std::string scenes;
+    for (int index = 0; index < 300; ++index) {
+        scenes += std::to_string(stringToId("net")) + ":" + std::to_string(index) + std::string(60000, 'n') + "\n";
+    }
+    testfiles::write(std::string(kFolder) + "/scene_info", scenes);
+    std::remove("/etc/tarn/a/set/namemsg");
+    testfiles::write(std::string(kSet) + "/namemsg", model::namespaceMessage({}, {}));
+    EXPECT_THAT(problems(kSet), ElementsAre(HasSubstr("base_0_net_g_0: record 0 at offset 20 is a rule of more than")));
+}
+
+// No file of this process gets longer while this is there.
+class FileSizeLimit {
+public:
+    explicit FileSizeLimit(rlim_t most) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
+        getrlimit(RLIMIT_FSIZE, &before_);
+        const rlimit limit{most, before_.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~FileSizeLimit() {
+        setrlimit(RLIMIT_FSIZE, &before_);
+        std::signal(SIGXFSZ, handler_);
+    }
+
+private:
+    void (*handler_)(int);
+    rlimit before_{};
+};
+
+// The forms together have a gigabyte.
+TEST(DigestTest, LongNamesTakeNoTemporarySpace) {
+    putRecordsOf(std::string(100000, 'n'));
+    tarnsort::SortLimits limits;
+    limits.memoryBytes = std::size_t{1} << 20U;
+    const FileSizeLimit limit(2 * std::filesystem::file_size("/etc/tarn/a/set/base_0_net_g_0"));
+    RuleSet rules(kSet, "");
+    ASSERT_NO_THROW(rules.read(limits));
+    EXPECT_THAT(rules.problems(), IsEmpty());
+    std::uint64_t bytes = 0;
+    for (std::string_view form; rules.next(form);) {
+        bytes += form.size();
+    }
+    EXPECT_GT(bytes, 1000000000U);
+    EXPECT_LT(std::filesystem::file_size("/etc/tarn/a/set/base_0_net_g_0"), bytes / 500);
+}
+
+// Collects the forms with all names written out.
+class WholeForms : public tarnmessage::WalkVisitor {
+public:
+    explicit WholeForms(const tarnmessage::SetWalk& walk) : names_(book_, walk.functions()) {
+        book_.attach(&walk.functions());
+    }
+    void onPolicy(const tarnmessage::PolicyRecordView& record) override {
+        EXPECT_TRUE(tarnrules::writeForm(forms.emplace_back(), record, names_));
+    }
+    std::vector<std::string> forms;
+
+private:
+    tarnnames::NameBook book_;
+    tarnrules::RuleNames names_;
+};
+
+TEST(DigestTest, IsThatOfTheFormsHoweverLongNamesAre) {
+    constexpr std::uint32_t kRecords = 2000;
+    constexpr std::uint32_t kNames = 90;
+    putRecordsOf("net");
+    model::Numbers numbers;
+    model::Namespaces namespaces;
+    std::string message = golden::plainMessage(kRecords, 1);
+    for (std::uint32_t number = 0; number < kNames; ++number) {
+        const std::string name = std::string(number, 'n') + (number % 2 == 0 ? "" : "a");
+        numbers.names[name] = number % 3 == 0 ? 1 : number;  // some share a number
+        namespaces.push_back({name, {"m:f"}});
+    }
+    constexpr std::size_t kRecord = 100;
+    for (std::uint32_t record = 0; record < kRecords; ++record) {
+        const std::size_t place = 20 + record * kRecord;
+        // Equal but for their namespaces.
+        message = golden::withWord(message, place + 12, 5);
+        message = golden::withWord(message, place + 76, record % (kNames + 10));
+    }
+    std::remove("/etc/tarn/a/set/namemsg");
+    std::remove("/etc/tarn/a/set/base_0_net_g_0");
+    testfiles::write(std::string(kSet) + "/namemsg", model::namespaceMessage(numbers, namespaces));
+    testfiles::write(std::string(kSet) + "/base_0_net_g_0", message);
+
+    tarnmessage::SetWalk walk(kSet);
+    WholeForms whole(walk);
+    EXPECT_TRUE(walk.run(whole).sound());
+    ASSERT_EQ(whole.forms.size(), kRecords);
+    std::sort(whole.forms.begin(), whole.forms.end());
+    tarnrules::Sha256 sha;
+    sha.add("tarn rules 1\n");
+    for (const std::string& form : whole.forms) {
+        const std::uint32_t length = __builtin_bswap32(static_cast<std::uint32_t>(form.size()));
+        sha.add({reinterpret_cast<const char*>(&length), sizeof length});
+        sha.add(form);
+    }
+    RuleSet rules(kSet, "");
+    rules.read();
+    EXPECT_THAT(rules.problems(), IsEmpty());
+    EXPECT_EQ(digestOf(rules), sha.hex());
 }
 
 }  // namespace
