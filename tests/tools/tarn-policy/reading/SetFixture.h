@@ -114,15 +114,6 @@ protected:
         return usage.ru_maxrss;
     }
 
-    // What all tools so far took of the processors.
-    static double secondsOfChildren() {
-        rusage usage{};
-        EXPECT_EQ(getrusage(RUSAGE_CHILDREN, &usage), 0);
-        constexpr double kMicrosecond = 1e-6;
-        return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
-               kMicrosecond * static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec);
-    }
-
     static Json::Value parse(const std::string& text) {
         Json::CharReaderBuilder builder;
         Json::CharReaderBuilder::strictMode(&builder.settings_);
